@@ -1,0 +1,3 @@
+#include "codec/buffer.h"
+
+unsigned char c_buf[C_BUF_SIZE];

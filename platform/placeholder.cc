@@ -1,0 +1,1 @@
+namespace tarn { int placeholder = 0; }
