@@ -36,10 +36,10 @@ class CacheUpdateTimeout {
   void invalidateData();
 
  protected:
-  unsigned lastAccess;  // ticks at the latest access
-  unsigned filledAt;    // ticks at the latest fill
-  bool cached;          // the cache holds (possibly empty) data
-  bool timerArmed;      // the re-check timer is pending
+  unsigned lastAccess;     // ticks at the latest access
+  unsigned filledAt;       // ticks at the latest fill
+  bool cached;             // the cache holds (possibly empty) data
+  bool timerArmed;         // the re-check timer is pending
   unsigned accessTimeout;  // longest idle time; also the re-check delay
   unsigned maxAge;         // longest life of one fill
 };

@@ -56,7 +56,8 @@ class ConstOIDPacker : public OIDPacker {
 
 class ConstIPPacker : public IPPacker {
  public:
-  ConstIPPacker(unsigned value, unsigned type) : IPPacker(type), value_(value) {}
+  ConstIPPacker(unsigned value, unsigned type)
+      : IPPacker(type), value_(value) {}
   unsigned get(const Data*) const override { return value_; }
   void set(Data*, unsigned) override {}
 

@@ -4,7 +4,7 @@
 #include "engine/context.h"
 
 void DataRawPacker::pack(Context& ctx, const Data* d) const {
-  static const unsigned char kNone = 0;  // never a null pointer, even when empty
+  static const unsigned char kNone = 0;  // a valid pointer for no bytes
   const std::vector<unsigned char>& bytes = d->*member_;
   ctx.out.add(bytes.empty() ? &kNone : bytes.data(),
               static_cast<unsigned>(bytes.size()), type);

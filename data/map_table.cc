@@ -3,7 +3,9 @@
 
 #include "data/packer.h"
 
-MapTable::MapTable(TableProvider* p) : provider(p) { provider->subscribe(this); }
+MapTable::MapTable(TableProvider* p) : provider(p) {
+  provider->subscribe(this);
+}
 
 MapTable::~MapTable() = default;
 

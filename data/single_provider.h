@@ -14,11 +14,11 @@
 class SingleProvider : public DataProvider, public CacheUpdateTimeout {
  public:
   SingleProvider();
-  Data* get() override;              // accessData(), then the cached record
-  bool set(Data* d) override;        // setData(d)
+  Data* get() override;        // accessData(), then the cached record
+  bool set(Data* d) override;  // setData(d)
   ~SingleProvider() override;
-  void clearCache() override;        // deletes the record
-  void updateCache() override;       // record = getData()
+  void clearCache() override;   // deletes the record
+  void updateCache() override;  // record = getData()
   // A new record (the caller owns it), or null when none can be had.
   virtual Data* getData() = 0;
   // Carries out a change; true when it was done.

@@ -11,9 +11,9 @@ class Data;
 
 class TableProviderClient {
  public:
-  virtual void clear() = 0;           // forget all rows
-  virtual void change(Data* d) = 0;   // insert or replace the row of d
-  virtual void remove(Data* d) = 0;   // drop the row of d
+  virtual void clear() = 0;          // forget all rows
+  virtual void change(Data* d) = 0;  // insert or replace the row of d
+  virtual void remove(Data* d) = 0;  // drop the row of d
   virtual ~TableProviderClient();
 };
 

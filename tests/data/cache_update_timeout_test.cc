@@ -11,56 +11,37 @@
 
 namespace {
 
-// A manual clock and a one-slot timer standing in for the platform. As on
-// the target, the clock ticks every 10 ms and the timer delay is in ms.
-struct FakePlatform {
-  static unsigned now;
-  static CacheUpdateTimeout* armed;  // null when no timer is pending
-  static unsigned armedAt, delay;
-  static int disarms;
+// A manual clock and a one-slot timer in place of the platform. As on the
+// target, the clock ticks every 10 ms and the timer delay is in ms.
+unsigned now;
+CacheUpdateTimeout* armed;  // null when no timer is pending
+unsigned armedAt, armedDelay;
+int disarms;
 
-  static unsigned ticks() { return now; }
-  static void arm(CacheUpdateTimeout* c, unsigned d) {
-    armed = c;
-    armedAt = now;
-    delay = d;
-  }
-  static void disarm(CacheUpdateTimeout*) {
-    armed = nullptr;
-    ++disarms;
-  }
-  // Fires the pending timer now.
-  static void fire() {
-    CacheUpdateTimeout* c = armed;
-    armed = nullptr;
-    c->invalidateDataTimer();
-  }
-  static void fireIfDue() {
-    if (armed && (now - armedAt) * 10 >= delay) fire();
-  }
-};
-unsigned FakePlatform::now, FakePlatform::armedAt, FakePlatform::delay;
-CacheUpdateTimeout* FakePlatform::armed;
-int FakePlatform::disarms;
-
-struct Record : Data {};
-
-std::vector<unsigned> every(unsigned period, unsigned until) {
-  std::vector<unsigned> reads;
-  for (unsigned t = 0; t < until; t += period) reads.push_back(t);
-  return reads;
+void arm(CacheUpdateTimeout* c, unsigned delay) {
+  armed = c;
+  armedAt = now;
+  armedDelay = delay;
+}
+void disarm(CacheUpdateTimeout*) {
+  armed = nullptr;
+  ++disarms;
+}
+void fire() {
+  CacheUpdateTimeout* c = armed;
+  armed = nullptr;
+  c->invalidateDataTimer();
 }
 
-// Records the ticks at which it was asked for data.
+// Records the ticks at which it was asked for a record.
 class CountingProvider : public SingleProvider {
  public:
   explicit CountingProvider(bool yields = true) : yields_(yields) {}
   Data* getData() override {
-    fills.push_back(FakePlatform::now);
-    return yields_ ? new Record : nullptr;
+    fills.push_back(now);
+    return yields_ ? new Data : nullptr;
   }
   bool setData(Data*) override { return true; }
-  using CacheUpdateTimeout::setTimeouts;
 
   std::vector<unsigned> fills;
 
@@ -72,115 +53,104 @@ class CacheRule : public ::testing::Test {
  protected:
   void SetUp() override {
     saved_ = cacheTimerHooks;
-    cacheTimerHooks = {FakePlatform::ticks, FakePlatform::arm,
-                       FakePlatform::disarm};
-    FakePlatform::now = 0;
-    FakePlatform::armed = nullptr;
-    FakePlatform::disarms = 0;
+    cacheTimerHooks = {[] { return now; }, arm, disarm};
+    now = 0;
+    armed = nullptr;
+    disarms = 0;
   }
   void TearDown() override { cacheTimerHooks = saved_; }
-
-  // Advances the clock tick by tick from `start` for `span` ticks, firing
-  // the timer when due and then reading at the given offsets. Fill ticks
-  // are returned as offsets from `start`.
-  static std::vector<unsigned> run(CountingProvider& p, unsigned start,
-                                   unsigned span,
-                                   const std::vector<unsigned>& reads) {
-    size_t next = 0;
-    for (unsigned t = 0; t < span; ++t) {
-      FakePlatform::now = start + t;
-      FakePlatform::fireIfDue();
-      if (next < reads.size() && reads[next] == t) {
-        p.get();
-        ++next;
-      }
-    }
-    std::vector<unsigned> offsets;
-    for (unsigned f : p.fills) offsets.push_back(f - start);
-    return offsets;
-  }
 
  private:
   CacheTimerHooks saved_;
 };
 
-TEST_F(CacheRule, FillsOnceWhileReadAndRefillsAtMaxAge) {
-  const std::vector<unsigned> every10 = every(10, 500);
+// Runs the clock from `start` for `span` ticks, firing the timer when due,
+// then reading at the given offsets; returns the fills as offsets.
+std::vector<unsigned> run(CountingProvider& p, unsigned start, unsigned span,
+                          const std::vector<unsigned>& reads) {
+  size_t next = 0;
+  for (unsigned t = 0; t < span; ++t) {
+    now = start + t;
+    if (armed && (now - armedAt) * 10 >= armedDelay) fire();
+    if (next < reads.size() && reads[next] == t) {
+      p.get();
+      ++next;
+    }
+  }
+  std::vector<unsigned> offsets;
+  for (unsigned f : p.fills) offsets.push_back(f - start);
+  return offsets;
+}
+
+TEST_F(CacheRule, FillsOnceWhileReadAndRefillsWhenIdleOrOld) {
+  std::vector<unsigned> every10;
+  for (unsigned t = 0; t < 500; t += 10) every10.push_back(t);
+  const unsigned nearWrap = 0xFFFFFFFFu - 95;
   struct Case {
-    unsigned access, maxAge, start, span;
+    unsigned maxAge, start, span;
     std::vector<unsigned> reads, fills;
   } cases[] = {
-      // Two reads 10 apart fill once; 30 ticks after the last read the
-      // timer has dropped the cache and the read fills it again.
-      {25, 200, 0, 60, {0, 10}, {0}},
-      {25, 200, 0, 60, {0, 10, 40}, {0, 40}},
-      // Reads every 10 ticks for 5 s: a fill about every 2 s (at maxAge).
-      {25, 200, 0, 500, every10, {0, 210, 420}},
-      {25, 95, 0, 500, every10, {0, 100, 200, 300, 400}},
-      // The same across the wrap of times() at 2^32.
-      {25, 200, 0xFFFFFFFFu - 95, 500, every10, {0, 210, 420}},
-      {25, 200, 0xFFFFFFFFu - 4, 500, every10, {0, 210, 420}},
-      {25, 200, 0xFFFFFFFFu - 4, 60, {0, 10, 40}, {0, 40}},
+      // Reads 10 apart: one fill; 30 after the last read it was dropped.
+      {200, 0, 60, {0, 10}, {0}},
+      {200, 0, 60, {0, 10, 40}, {0, 40}},
+      // Reads every 10 ticks for 5 s: a fill about every 2 s.
+      {200, 0, 500, every10, {0, 210, 420}},
+      {95, 0, 500, every10, {0, 100, 200, 300, 400}},
+      {200, nearWrap, 500, every10, {0, 210, 420}},
+      {200, nearWrap + 50, 60, {0, 10, 40}, {0, 40}},
   };
   for (const Case& c : cases) {
     CountingProvider p;
-    p.setTimeouts(c.access, c.maxAge);
+    p.setTimeouts(25, c.maxAge);
     EXPECT_EQ(run(p, c.start, c.span, c.reads), c.fills)
-        << "access " << c.access << " maxAge " << c.maxAge << " start "
-        << c.start << " reads " << c.reads.size();
-    FakePlatform::armed = nullptr;
+        << "maxAge " << c.maxAge << " start " << c.start;
+    armed = nullptr;
   }
 }
 
-TEST_F(CacheRule, RecheckKeepsOnlyRecentAndYoungFills) {
+TEST_F(CacheRule, RecheckDropsAtExactlyTheLimits) {
   const unsigned wrap = 0xFFFFFFFFu - 9;  // the clock wraps 10 ticks in
   struct Case {
     unsigned start, lastRead, check;  // offsets from start
     bool kept;
   } cases[] = {
-      {0, 0, 24, true},       {0, 0, 25, false},  // idle limit
-      {0, 190, 199, true},    {0, 199, 200, false},  // age limit
+      {0, 0, 24, true},       {0, 0, 25, false},     // idle
+      {0, 190, 199, true},    {0, 199, 200, false},  // age
       {wrap, 0, 24, true},    {wrap, 0, 25, false},
       {wrap, 190, 199, true}, {wrap, 199, 200, false},
   };
   for (const Case& c : cases) {
     CountingProvider p;
-    FakePlatform::now = c.start;
+    now = c.start;
     p.get();
-    FakePlatform::now = c.start + c.lastRead;
+    now = c.start + c.lastRead;
     p.get();
-    FakePlatform::now = c.start + c.check;
-    FakePlatform::fire();
-    EXPECT_EQ(FakePlatform::armed == &p, c.kept)
-        << "start " << c.start << " last read " << c.lastRead << " check "
-        << c.check;
-    FakePlatform::now = c.start + c.check;
+    now = c.start + c.check;
+    fire();
+    EXPECT_EQ(armed == &p, c.kept) << c.start << " " << c.check;
+    EXPECT_EQ(armedDelay, 25u);
     p.get();
-    EXPECT_EQ(p.fills.size(), c.kept ? 1u : 2u);
-    FakePlatform::armed = nullptr;
+    EXPECT_EQ(p.fills.size(), c.kept ? 1u : 2u) << c.start << " " << c.check;
+    armed = nullptr;
   }
 }
 
 TEST_F(CacheRule, EmptyFillIsNotRetriedUntilDropped) {
   CountingProvider p(false);
-  for (unsigned t : {0u, 10u, 20u}) {
-    FakePlatform::now = t;
+  for (unsigned t : {0u, 10u, 20u, 44u}) {
+    now = t;
     EXPECT_EQ(p.get(), nullptr);
+    if (t == 20) fire();  // idle 0: kept
   }
-  EXPECT_EQ(p.fills.size(), 1u);
-  FakePlatform::now = 44;
-  FakePlatform::fire();  // idle 24: kept, re-armed
-  EXPECT_EQ(p.get(), nullptr);
-  EXPECT_EQ(p.fills.size(), 1u);
-  FakePlatform::now = 69;
-  FakePlatform::fire();  // idle 25: dropped
-  EXPECT_EQ(FakePlatform::armed, nullptr);
+  now = 69;
+  fire();  // idle 25: dropped
+  EXPECT_EQ(armed, nullptr);
   EXPECT_EQ(p.get(), nullptr);
   EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 69}));
 }
 
-// A fill that reads its own provider (a builder consulting providers) sees
-// the cache as filled and does not recurse.
+// A fill that reads its own provider (a builder consulting providers) finds
+// the cache marked filled and does not recurse.
 class SelfReading : public CountingProvider {
  public:
   Data* getData() override {
@@ -204,11 +174,9 @@ TEST_F(CacheRule, InvalidateDataCancelsTheTimerAndDropsAtOnce) {
   CountingProvider p;
   p.get();
   p.invalidateData();
-  EXPECT_EQ(FakePlatform::disarms, 1);
-  EXPECT_EQ(FakePlatform::armed, nullptr);
   p.invalidateData();  // nothing pending: nothing to cancel
-  EXPECT_EQ(FakePlatform::disarms, 1);
-  FakePlatform::now = 1;
+  EXPECT_EQ(disarms, 1);
+  now = 1;
   p.get();
   EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 1}));
 }

@@ -9,10 +9,10 @@
 #include "codec/diag.h"
 #include "codec/wire.h"
 #include "data/data_packers.h"
-#include "data/data_provider.h"
 #include "data/map_table.h"
 #include "engine/context.h"
 #include "engine/registry.h"
+#include "tests/data/fakes.h"
 #include "tests/data/hex.h"
 
 namespace {
@@ -30,38 +30,6 @@ struct Script : Data {
   int run = 0;
 };
 
-class OneRecord : public DataProvider {
- public:
-  explicit OneRecord(Data* d) : record(d) {}
-  Data* get() override { return record; }
-  bool set(Data* d) override {
-    sets.push_back(d);
-    return true;
-  }
-  Data* record;
-  std::vector<Data*> sets;
-};
-
-class Scripts : public TableProvider {
- public:
-  Scripts() : rows{new Script(9, "b"), new Script(5, "a")} {}
-  ~Scripts() override {
-    for (Data* d : rows) delete d;
-  }
-  bool setData(Data* d) override {
-    sets.push_back(d);
-    return true;
-  }
-  void subscribe(TableProviderClient* c) override { client = c; }
-  void updateTables() override {
-    client->clear();
-    for (Data* d : rows) client->change(d);
-  }
-  std::vector<Data*> rows;
-  std::vector<Data*> sets;
-  TableProviderClient* client = nullptr;
-};
-
 const OID kDescr{1, 3, 6, 1, 2, 1, 1, 1};
 const OID kObjectId{1, 3, 6, 1, 2, 1, 1, 2};
 const OID kName{1, 3, 6, 1, 2, 1, 1, 5};
@@ -70,29 +38,39 @@ const OID kAbsent{1, 3, 6, 1, 2, 1, 1, 9};
 const OID kScriptName{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 2};
 const OID kScriptRun{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 3};
 
-// Reply names as encoded.
+// Names as encoded (kEntry: the script entry, content octets only).
 const std::string kDescr0 = "06 08 2b 06 01 02 01 01 01 00";
 const std::string kName0 = "06 08 2b 06 01 02 01 01 05 00";
 const std::string kServices0 = "06 08 2b 06 01 02 01 01 07 00";
-const std::string kScriptRow = "2b 06 01 04 01 82 b9 35 01 01 08 01 01";
+const std::string kEntry = "2b 06 01 04 01 82 b9 35 01 01 08 01 01";
 
 class SmallMib : public ::testing::Test {
  protected:
   SmallMib()
-      : ident(&ident_record), absent(nullptr), table(&scripts), id(field(&Script::id), INTEGER) {}
+      : ident(&identRecord),
+        absent(nullptr),
+        table(&scripts),
+        id(field(&Script::id), INTEGER) {}
 
   void SetUp() override {
     saved.swap(leafs);
     table.addIndex(&id);
+    scripts.add(new Script(9, "b"));
+    scripts.add(new Script(5, "a"));
     addScalarConstStringLeaf(kDescr, "router", OCTET_STRING);
-    addScalarConstOIDLeaf(kObjectId, OID{1, 3, 6, 1, 4, 1, 40117, 1}, OBJECT_ID);
-    addScalarLeaf(kName, new DataStringPacker(field(&Ident::name), OCTET_STRING, 0),
+    addScalarConstOIDLeaf(kObjectId, OID{1, 3, 6, 1, 4, 1, 40117, 1},
+                          OBJECT_ID);
+    addScalarLeaf(kName,
+                  new DataStringPacker(field(&Ident::name), OCTET_STRING, 0),
                   &ident);
     addScalarConstNumLeaf(kServices, 78, INTEGER);
-    addScalarLeaf(kAbsent, new DataNumPacker(field(&Script::run), INTEGER), &absent);
+    addScalarLeaf(kAbsent, new DataNumPacker(field(&Script::run), INTEGER),
+                  &absent);
     addColumnarLeaf(kScriptName,
-                    new DataStringPacker(field(&Script::name), OCTET_STRING, 0), &table);
-    addColumnarLeaf(kScriptRun, new DataNumPacker(field(&Script::run), INTEGER), &table);
+                    new DataStringPacker(field(&Script::name), OCTET_STRING, 0),
+                    &table);
+    addColumnarLeaf(kScriptRun, new DataNumPacker(field(&Script::run), INTEGER),
+                    &table);
   }
 
   void TearDown() override {
@@ -105,32 +83,38 @@ class SmallMib : public ::testing::Test {
 
   enum Op { GET, NEXT };
 
+  // The binding written, or "none" when the leaf answered false (and then
+  // must have written nothing).
+  static std::string reply(bool ok, const Context& ctx) {
+    std::string bytes = hex(ctx.out.data);
+    if (ok) return bytes;
+    return bytes.empty() ? "none" : "false after writing " + bytes;
+  }
+
   // As the request handlers call a leaf: the leaf's OID cut from the name.
-  std::string call(Op op, const OID& leafOid, const OID& instance, bool* ok) {
+  std::string call(Op op, const OID& leafOid, const OID& instance) {
     const unsigned char none = 0;
     Context ctx(&none, 0);
     ctx.leafName = leafOid;
     ctx.oid = instance;
     Leaf* leaf = leafs.at(leafOid);
-    *ok = op == GET ? leaf->get(ctx) : leaf->getNext(ctx);
-    return hex(ctx.out.data);
+    return reply(op == GET ? leaf->get(ctx) : leaf->getNext(ctx), ctx);
   }
 
   // As the SET handler calls a leaf: the full name, the cut arcs, and the
   // request stream at the binding's value.
   std::string set(const OID& leafOid, const OID& name, const OID& suffix,
-                  const std::string& value, bool* ok) {
+                  const std::string& value) {
     std::vector<unsigned char> in = unhex(value);
     Context ctx(in.data(), static_cast<unsigned>(in.size()));
     ctx.oid = name;
     ctx.setSuffix = suffix;
-    *ok = leafs.at(leafOid)->set(ctx);
-    return hex(ctx.out.data);
+    return reply(leafs.at(leafOid)->set(ctx), ctx);
   }
 
-  Ident ident_record;
-  OneRecord ident, absent;
-  Scripts scripts;
+  Ident identRecord;
+  FixedProvider ident, absent;
+  FakeTableProvider scripts;
   MapTable table;
   DataNumPacker id;
   std::map<OID, Leaf*> saved;
@@ -140,66 +124,60 @@ TEST_F(SmallMib, GetAndGetNextWriteTheBinding) {
   struct Case {
     Op op;
     OID leaf, instance;
-    bool ok;
     std::string bytes;
   } cases[] = {
-      {GET, kDescr, OID{0}, true, kDescr0 + " 04 06 72 6f 75 74 65 72"},
-      {GET, kDescr, OID(), false, ""},
-      {GET, kDescr, OID{1}, false, ""},
-      {GET, kDescr, OID{0, 0}, false, ""},
-      {GET, kObjectId, OID{0}, true,
+      {GET, kDescr, OID{0}, kDescr0 + " 04 06 72 6f 75 74 65 72"},
+      {GET, kDescr, OID(), "none"},
+      {GET, kDescr, OID{1}, "none"},
+      {GET, kDescr, OID{0, 0}, "none"},
+      {GET, kObjectId, OID{0},
        "06 08 2b 06 01 02 01 01 02 00 06 09 2b 06 01 04 01 82 b9 35 01"},
-      {GET, kName, OID{0}, true, kName0 + " 04 02 67 77"},
-      {GET, kServices, OID{0}, true, kServices0 + " 02 01 4e"},
-      {GET, kAbsent, OID{0}, false, ""},
-      {GET, kScriptName, OID{5}, true, "06 0f " + kScriptRow + " 02 05 04 01 61"},
-      {GET, kScriptName, OID(), false, ""},
-      {GET, kScriptName, OID{7}, false, ""},
-      {GET, kScriptName, OID{5, 0}, false, ""},
-      {NEXT, kDescr, OID(), true, kDescr0 + " 04 06 72 6f 75 74 65 72"},
-      {NEXT, kDescr, OID{0}, false, ""},
-      {NEXT, kAbsent, OID(), false, ""},
-      {NEXT, kScriptName, OID(), true, "06 0f " + kScriptRow + " 02 05 04 01 61"},
-      {NEXT, kScriptName, OID{5}, true, "06 0f " + kScriptRow + " 02 09 04 01 62"},
-      {NEXT, kScriptName, OID{6}, true, "06 0f " + kScriptRow + " 02 09 04 01 62"},
-      {NEXT, kScriptName, OID{9}, false, ""},
-      {NEXT, kScriptRun, OID(), true, "06 0f " + kScriptRow + " 03 05 02 01 00"},
+      {GET, kName, OID{0}, kName0 + " 04 02 67 77"},
+      {GET, kServices, OID{0}, kServices0 + " 02 01 4e"},
+      {GET, kAbsent, OID{0}, "none"},
+      {GET, kScriptName, OID{5}, "06 0f " + kEntry + " 02 05 04 01 61"},
+      {GET, kScriptName, OID(), "none"},
+      {GET, kScriptName, OID{7}, "none"},
+      {GET, kScriptName, OID{5, 0}, "none"},
+      {NEXT, kDescr, OID(), kDescr0 + " 04 06 72 6f 75 74 65 72"},
+      {NEXT, kDescr, OID{0}, "none"},
+      {NEXT, kAbsent, OID(), "none"},
+      {NEXT, kScriptName, OID(), "06 0f " + kEntry + " 02 05 04 01 61"},
+      {NEXT, kScriptName, OID{5}, "06 0f " + kEntry + " 02 09 04 01 62"},
+      {NEXT, kScriptName, OID{6}, "06 0f " + kEntry + " 02 09 04 01 62"},
+      {NEXT, kScriptName, OID{9}, "none"},
+      {NEXT, kScriptRun, OID(), "06 0f " + kEntry + " 03 05 02 01 00"},
   };
   for (const Case& c : cases) {
-    bool ok;
-    EXPECT_EQ(call(c.op, c.leaf, c.instance, &ok), c.bytes)
+    EXPECT_EQ(call(c.op, c.leaf, c.instance), c.bytes)
         << c.leaf << " " << c.instance;
-    EXPECT_EQ(ok, c.ok) << c.leaf << " " << c.instance;
   }
 }
 
 TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
   struct Case {
     OID leaf, name, suffix;
-    std::string value;
-    bool ok;
-    std::string bytes, err;
+    std::string value, bytes, err;
   } cases[] = {
-      {kName, kName + 0, OID{0}, "04 03 6e 65 77", true,
-       kName0 + " 04 03 6e 65 77", "unpacked s = new\n"},
+      {kName, kName + 0, OID{0}, "04 03 6e 65 77", kName0 + " 04 03 6e 65 77",
+       "unpacked s = new\n"},
       // A constant answers with itself; the name goes back as sent.
-      {kServices, kServices + 0, OID{0}, "02 01 05", true, kServices0 + " 02 01 4e", ""},
-      {kDescr, kDescr, OID(), "04 01 78", true,
+      {kServices, kServices + 0, OID{0}, "02 01 05", kServices0 + " 02 01 4e",
+       ""},
+      {kDescr, kDescr, OID(), "04 01 78",
        "06 07 2b 06 01 02 01 01 01 04 06 72 6f 75 74 65 72", ""},
-      {kAbsent, kAbsent + 0, OID{0}, "02 01 01", false, "", ""},
-      {kScriptName, kScriptName + 5, OID{5}, "04 01 7a", true,
-       "06 0f " + kScriptRow + " 02 05 04 01 7a", "unpacked s = z\n"},
-      {kScriptName, kScriptName + 7, OID{7}, "04 01 7a", false, "", ""},
+      {kAbsent, kAbsent + 0, OID{0}, "02 01 01", "none", ""},
+      {kScriptName, kScriptName + 5, OID{5}, "04 01 7a",
+       "06 0f " + kEntry + " 02 05 04 01 7a", "unpacked s = z\n"},
+      {kScriptName, kScriptName + 7, OID{7}, "04 01 7a", "none", ""},
   };
   for (const Case& c : cases) {
-    bool ok;
     diag::Capture capture;
-    EXPECT_EQ(set(c.leaf, c.name, c.suffix, c.value, &ok), c.bytes) << c.name;
-    EXPECT_EQ(ok, c.ok) << c.name;
+    EXPECT_EQ(set(c.leaf, c.name, c.suffix, c.value), c.bytes) << c.name;
     EXPECT_EQ(capture.err(), c.err) << c.name;
   }
-  EXPECT_EQ(ident_record.name, "new");
-  EXPECT_EQ(ident.sets, std::vector<Data*>{&ident_record});
+  EXPECT_EQ(identRecord.name, "new");
+  EXPECT_EQ(ident.sets, std::vector<Data*>{&identRecord});
   ASSERT_EQ(scripts.sets.size(), 1u);
   EXPECT_EQ(static_cast<Script*>(scripts.sets[0])->name, "z");
 }
@@ -209,8 +187,7 @@ TEST_F(SmallMib, RegisteringTwiceKeepsTheSecond) {
   size_t size = leafs.size();
   addScalarConstNumLeaf(kServices, 79, INTEGER);
   EXPECT_EQ(leafs.size(), size);
-  bool ok;
-  EXPECT_EQ(call(GET, kServices, OID{0}, &ok), kServices0 + " 02 01 4f");
+  EXPECT_EQ(call(GET, kServices, OID{0}), kServices0 + " 02 01 4f");
   delete first->packer;
   delete first;
 }
