@@ -9,7 +9,7 @@ namespace tarn {
 
 class Allocator {
  public:
-  static const unsigned kNone = 0xFFFFFFFFu;
+  static constexpr unsigned kNone = 0xFFFFFFFFu;
 
   Allocator(unsigned first, unsigned last) : first_(first), last_(last) {}
 
