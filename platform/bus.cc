@@ -77,6 +77,7 @@ Bus::Bus(ThinRunner* runner, void* ctx, Deliver deliver)
     : runner_(runner), ctx_(ctx), deliver_(deliver) {}
 
 Bus::~Bus() {
+  for (const std::string& path : boundPaths_) unlink(path.c_str());
   for (auto& kv : conns_) {
     runner_->removeSocket(kv.second->fd);
     ::close(kv.second->fd);
@@ -124,6 +125,7 @@ bool Bus::listen(unsigned service) {
   }
   setNonBlocking(fd);
   listeners_[fd] = service;
+  boundPaths_.push_back(path);
   runner_->addSocket(fd, this, &Bus::onListen, kEventRead);
   return true;
 }
@@ -199,16 +201,23 @@ void Bus::close(Conn* c, const std::string& why) {
 }
 
 bool Bus::readIn(Conn* c) {
+  // One buffer for every read: growing the input by a zero-filled chunk
+  // per read would cost more than the read itself.
+  static uint8_t chunk[65536];
+  if (c->inStart > 0 && c->inStart == c->in.size()) {
+    c->in.clear();
+    c->inStart = 0;
+  } else if (c->inStart > (c->in.size() >> 1)) {
+    c->in.erase(c->in.begin(), c->in.begin() + c->inStart);
+    c->inStart = 0;
+  }
   for (;;) {
-    if (c->inStart > 0 && c->inStart == c->in.size()) {
-      c->in.clear();
-      c->inStart = 0;
+    ssize_t n = ::read(c->fd, chunk, sizeof chunk);
+    if (n > 0) {
+      c->in.insert(c->in.end(), chunk, chunk + n);
+      if (static_cast<size_t>(n) < sizeof chunk) return true;
+      continue;
     }
-    size_t old = c->in.size();
-    c->in.resize(old + 65536);
-    ssize_t n = ::read(c->fd, c->in.data() + old, 65536);
-    c->in.resize(old + (n > 0 ? static_cast<size_t>(n) : 0));
-    if (n > 0) continue;
     if (n == 0) return false;
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
   }

@@ -23,6 +23,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/message.h"
 #include "platform/runner.h"
@@ -94,6 +95,7 @@ class Bus {
   std::map<uint64_t, std::unique_ptr<Conn>> conns_;
   std::map<unsigned, uint64_t> outgoing_;  // service -> connection id
   std::map<int, unsigned> listeners_;      // fd -> service
+  std::vector<std::string> boundPaths_;    // removed on destruction
   std::deque<std::pair<message, Origin>> pending_;
   uint64_t nextConn_ = 1;
   uint32_t nextSeq_ = 1;

@@ -78,8 +78,8 @@ bool parseFile(const bytes& data, Store::Objects* out) {
 
 }  // namespace
 
-Store::Store(const std::string& path, unsigned n)
-    : file_(rootPath(path)), n_(n) {
+Store::Store(const std::string& path, unsigned)
+    : file_(rootPath(path)) {
   makeDirs(dirName(file_), 0700);
   load();
 }

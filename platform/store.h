@@ -14,8 +14,8 @@
 // u32 object count, then per object u32 id, u32 length, flat message; then a
 // u32 FNV-1a checksum of everything before it.
 //
-// The second constructor argument is accepted for compatibility and kept;
-// it has no effect.
+// The second constructor argument is accepted for compatibility and has no
+// effect.
 #ifndef TARN_PLATFORM_STORE_H_
 #define TARN_PLATFORM_STORE_H_
 
@@ -56,7 +56,6 @@ class Store {
   bool save();
 
   std::string file_;
-  unsigned n_;
   Objects objects_;
 };
 
