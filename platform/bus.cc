@@ -23,6 +23,8 @@ namespace {
 
 // Frames above this are taken for garbage rather than buffered.
 const uint32_t kMaxFrame = 64u << 20;
+// A peer that leaves this much of our output unread is taken for stuck.
+const size_t kMaxBacklog = 2 * static_cast<size_t>(kMaxFrame);
 
 void setNonBlocking(int fd) {
   fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -224,6 +226,10 @@ bool Bus::readIn(Conn* c) {
 }
 
 bool Bus::flush(Conn* c) {
+  if (c->out.size() - c->outStart > kMaxBacklog) {
+    diag("tarn: " + c->who() + " does not read, connection closed");
+    return false;
+  }
   while (c->outStart < c->out.size()) {
     ssize_t n = ::send(c->fd, c->out.data() + c->outStart,
                        c->out.size() - c->outStart,
