@@ -273,12 +273,10 @@ bool Bus::send(unsigned service, const message& m) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     Conn* c = connFor(service);
     if (!c) return false;
-    bool fresh = c->out.empty();
     appendFrame(c, m);
     if (flush(c)) return true;
-    // A kept connection whose peer went away: reopen once.
+    // A kept connection whose peer went away (restarted): reopen once.
     close(c, "");
-    if (!fresh) return false;
   }
   return false;
 }
@@ -337,8 +335,10 @@ message Bus::exchange(unsigned service, message& m, int timeoutMs) {
     if ((p.revents & (POLLIN | POLLHUP | POLLERR)) && !readIn(c)) {
       // Take the frames that came before the end, then give up.
       while ((got = nextFrame(c, &in)) == 1) {
-        if (in.get(bool_id(kFieldReply), false) &&
-            in.get(u32_id(kFieldSeq), 0) == seq) {
+        if (!in.get(bool_id(kFieldReply), false)) {
+          pending_.emplace_back(std::move(in), Origin{c->id, c->uid});
+          in = message();
+        } else if (in.get(u32_id(kFieldSeq), 0) == seq) {
           close(c, "");
           return in;
         }
