@@ -26,4 +26,9 @@ unsigned systemUptimeSeconds();
 // Our engine time: v3Uptime() - startUptime, modulo 2^32.
 unsigned engineTime(const V3ServerInfo& server);
 
+// A fresh DES salt for a message this engine sends: the engine boots as 4
+// bytes in network order, then 4 bytes from the process's random generator
+// (rand(), seeded once at start).
+std::string makeSalt(int engineBoots);
+
 #endif
