@@ -1,32 +1,20 @@
-// Hex text <-> bytes for the security tests' vectors. Spaces are ignored.
+// Hex text <-> bytes for the security tests' vectors.
 #ifndef TESTS_SECURITY_HEX_UTIL_H
 #define TESTS_SECURITY_HEX_UTIL_H
 
 #include <string>
 #include <vector>
 
-inline std::vector<unsigned char> unhex(const std::string& text) {
-  std::vector<unsigned char> out;
-  int hi = -1;
-  for (char c : text) {
-    int v = c >= '0' && c <= '9'   ? c - '0'
-            : c >= 'a' && c <= 'f' ? c - 'a' + 10
-            : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                   : -1;
-    if (v < 0) continue;
-    if (hi < 0) {
-      hi = v;
-    } else {
-      out.push_back(static_cast<unsigned char>(hi << 4 | v));
-      hi = -1;
-    }
-  }
+inline std::string unhexString(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i + 1 < text.size(); i += 2)
+    out += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
   return out;
 }
 
-inline std::string unhexString(const std::string& text) {
-  std::vector<unsigned char> b = unhex(text);
-  return std::string(b.begin(), b.end());
+inline std::vector<unsigned char> unhex(const std::string& text) {
+  const std::string s = unhexString(text);
+  return std::vector<unsigned char>(s.begin(), s.end());
 }
 
 template <typename Bytes>

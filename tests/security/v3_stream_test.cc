@@ -24,9 +24,9 @@ struct Keys {
 };
 Keys keysFor(unsigned protocol, const std::string& authPass,
              const std::string& privPass, const std::string& engine) {
-  return {bKeyToDKey(aKeyToBKey(passwordToAKey(authPass, protocol), engine,
-                                protocol),
-                     protocol),
+  return {bKeyToDKey(
+              aKeyToBKey(passwordToAKey(authPass, protocol), engine, protocol),
+              protocol),
           aKeyToBKey(passwordToAKey(privPass, protocol), engine, protocol)};
 }
 
@@ -34,20 +34,17 @@ class V3Stream : public ::testing::Test {
  protected:
   void SetUp() override {
     v3Uptime = testUptime;
-    server.engineBoots = 7;
-    server.startUptime = 1000;
-    server.engineId = formatEngineID("router");
     gUptime = 1000 + 5000;  // engine time 5000
+    server = {7, 1000, 15, formatEngineID("router")};
     info.msgId = 77;
     info.maxSize = 65507;
     info.securityModel = 3;
-    info.engineId = server.engineId;
+    info.engineId = info.contextEngineId = server.engineId;
     info.engineBoots = 7;
     info.engineTime = 5000;
     info.userName = "alice";
     info.authParams = std::string(12, '\0');
     info.privParams = makeSalt(7);
-    info.contextEngineId = server.engineId;
   }
   void TearDown() override { v3Uptime = systemUptimeSeconds; }
 
@@ -110,8 +107,8 @@ TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
     const Keys k = keysFor(protocol, "authpass1", "privpass1", server.engineId);
     for (int level : {0, 1, 2}) {
       for (size_t valueLen : {3, 120, 200, 400}) {
-        SCOPED_TRACE(testing::Message() << protocol << " " << level << " "
-                                        << valueLen);
+        SCOPED_TRACE(testing::Message()
+                     << protocol << " " << level << " " << valueLen);
         Bytes msg = build(level, k, protocol, valueLen);
         InStream in(msg.data(), static_cast<unsigned>(msg.size()));
         int err;
@@ -125,7 +122,12 @@ TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
         EXPECT_EQ(got.engineTime, 5000);
         EXPECT_EQ(got.contextEngineId, server.engineId);
         EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), std::string(valueLen, 'x'));
-        if (level == 2) {  // a new salt for the reply, boots first
+        if (level == 2) {
+          // Padding with 5s to whole blocks follows the scoped PDU.
+          const Bytes pad(in.data.begin() + in.position(), in.data.end());
+          EXPECT_EQ(pad, Bytes(pad.size(), 5));
+          EXPECT_LT(pad.size(), 8u);
+          // A new salt for the reply, boots first.
           EXPECT_EQ(hex(got.privParams.substr(0, 4)), "00000007");
         }
       }
@@ -136,8 +138,10 @@ TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
 // Security failures of a signed and encrypted message, with the error each
 // raises; the message still decodes so that a report can be built.
 TEST_F(V3Stream, SecurityFailures) {
-  const Keys good = keysFor(AUTH_MD5, "authpass1", "privpass1", server.engineId);
-  const Keys wrongAuth = keysFor(AUTH_MD5, "authpass2", "privpass1", server.engineId);
+  const Keys good =
+      keysFor(AUTH_MD5, "authpass1", "privpass1", server.engineId);
+  const Keys wrongAuth =
+      keysFor(AUTH_MD5, "authpass2", "privpass1", server.engineId);
   struct {
     const char* what;
     int boots, time;
@@ -170,16 +174,62 @@ TEST_F(V3Stream, SecurityFailures) {
   }
 }
 
+// The digest is compared over the received authentication parameters,
+// whatever their length.
+TEST_F(V3Stream, DigestComparedOverReceivedLength) {
+  const Keys k = keysFor(AUTH_MD5, "authpass1", "", server.engineId);
+  struct {
+    size_t len;
+    int tamper;  // byte of the area to flip, or -1
+    int err;
+  } cases[] = {{16, -1, v3err::NONE},
+               {16, 15, v3err::WRONG_DIGEST},
+               {8, -1, v3err::NONE},
+               {20, -1, v3err::WRONG_DIGEST}};  // longer than an MD5 digest
+  for (const auto& c : cases) {
+    info.authParams = std::string(c.len, '\0');
+    Bytes msg = build(1, k, AUTH_MD5, 5);
+    InStream probe(msg.data(), static_cast<unsigned>(msg.size()));
+    int err;
+    ASSERT_TRUE(check(probe, err, k, AUTH_MD5));
+    if (c.tamper >= 0) msg[probe.v3Info()->authParamsPos + c.tamper] ^= 1;
+    InStream in(msg.data(), static_cast<unsigned>(msg.size()));
+    ASSERT_TRUE(check(in, err, k, AUTH_MD5));
+    EXPECT_EQ(err, c.err) << c.len << " " << c.tamper;
+  }
+}
+
+// A discovery request (no engine ID, user or security) gets our engine ID,
+// boots and time for its report.
+TEST_F(V3Stream, DiscoveryLearnsOurEngine) {
+  info.engineId = info.contextEngineId = info.userName = "";
+  info.authParams = info.privParams = "";
+  info.engineBoots = info.engineTime = 0;
+  Bytes msg = build(0, {}, AUTH_MD5, 0);
+  InStream in(msg.data(), static_cast<unsigned>(msg.size()));
+  int err;
+  ASSERT_TRUE(check(in, err, {}, AUTH_MD5));
+  EXPECT_EQ(err, v3err::UNKNOWN_ENGINE_ID);
+  EXPECT_EQ(in.v3Info()->engineId, server.engineId);
+  EXPECT_EQ(in.v3Info()->contextEngineId, server.engineId);
+  EXPECT_EQ(in.v3Info()->engineBoots, 7);
+  EXPECT_EQ(in.v3Info()->engineTime, 5000);
+  EXPECT_EQ(in.getType(), 0xA0);
+}
+
 TEST_F(V3Stream, FlagsAndClearing) {
   Bytes msg = build(0, {}, AUTH_MD5, 1);
-  const size_t flagsAt = 17;  // 30 L 02 01 03 30 L 02 01 4D 02 03 00 FF E3 04 01
+  // 30 L 02 01 03 30 L 02 01 4D 02 03 00 FF E3 04 01 <flags>
+  const size_t flagsAt = 17;
   ASSERT_EQ(msg[flagsAt - 2], 0x04);
   ASSERT_EQ(msg[flagsAt - 1], 0x01);
   struct {
     unsigned char flags;
     int level, err;
-  } cases[] = {{0x00, 0, v3err::NONE}, {0x04, 0, v3err::NONE},
-               {0x01, 1, v3err::NONE}, {0x03, 2, v3err::NONE},
+  } cases[] = {{0x00, 0, v3err::NONE},
+               {0x04, 0, v3err::NONE},
+               {0x01, 1, v3err::NONE},
+               {0x03, 2, v3err::NONE},
                {0x02, 0, v3err::UNSUPPORTED_SEC_LEVEL},
                {0x06, 0, v3err::UNSUPPORTED_SEC_LEVEL}};
   for (const auto& c : cases) {
@@ -227,23 +277,20 @@ TEST_F(V3Stream, NetSnmpRequestsAuthenticateAndDecrypt) {
     server.engineBoots = c.boots;
     const Keys k = keysFor(c.protocol, c.authPass, c.privPass, server.engineId);
     const Bytes msg = unhex(c.hex);
-    for (unsigned lag : {0u, 15u, 16u}) {
-      gUptime = server.startUptime + c.time + lag;
+    // In the window, just out of it, and with a key one bit off.
+    for (unsigned lag : {0u, 15u, 16u, 99u}) {
+      gUptime = server.startUptime + c.time + (lag == 99 ? 0 : lag);
+      Keys used = k;
+      if (lag == 99) used.auth[0] ^= 1;
       InStream in(msg.data(), static_cast<unsigned>(msg.size()));
       int err;
-      ASSERT_TRUE(check(in, err, k, c.protocol));
-      EXPECT_EQ(err, lag <= 15 ? v3err::NONE : v3err::NOT_IN_TIME_WINDOW);
+      ASSERT_TRUE(check(in, err, used, c.protocol));
+      EXPECT_EQ(err, lag <= 15   ? v3err::NONE
+                     : lag == 16 ? v3err::NOT_IN_TIME_WINDOW
+                                 : v3err::WRONG_DIGEST);
       EXPECT_EQ(in.v3Info()->userName, c.user);
-      EXPECT_EQ(in.v3Info()->contextEngineId, server.engineId);
       readPdu(in, c.oid);
     }
-    Keys wrong = k;
-    wrong.auth[0] ^= 1;
-    InStream in(msg.data(), static_cast<unsigned>(msg.size()));
-    int err;
-    gUptime = server.startUptime + c.time;
-    EXPECT_TRUE(check(in, err, wrong, c.protocol));
-    EXPECT_EQ(err, v3err::WRONG_DIGEST);
   }
 }
 
@@ -261,8 +308,8 @@ TEST_F(V3Stream, HostileInputFailsCleanly) {
       EXPECT_FALSE(check(in, err, k, c.protocol)) << n;
     }
   }
-  // Ciphertexts that are no whole number of blocks, or empty, and a short
-  // salt: the scoped PDU does not decode; nothing reads out of bounds.
+  // Ciphertexts that are no whole number of blocks, or empty: the scoped
+  // PDU does not decode, and nothing reads out of bounds.
   const size_t cipherAt = msg.size() - 50;  // 04 30, then 48 bytes
   ASSERT_EQ(msg[cipherAt], 0x04);
   for (unsigned len : {13u, 7u, 1u, 0u}) {
