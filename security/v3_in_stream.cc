@@ -117,6 +117,6 @@ void InStream::clearAuthPrivInfo() {
   v3info_->authParams.clear();
   v3info_->privParams.clear();
   if (!v3info_->flags.empty())
-    v3info_->flags[0] = static_cast<char>(
-        v3info_->flags[0] & ~(v3flags::AUTH | v3flags::PRIV));
+    v3info_->flags[0] =
+        static_cast<char>(v3info_->flags[0] & ~(v3flags::AUTH | v3flags::PRIV));
 }

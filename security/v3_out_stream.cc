@@ -72,8 +72,8 @@ void OutStream::writeV3Info(const V3Info* info) {
   params.add(info->engineTime, wire::INTEGER);
   params.add(info->userName, wire::OCTET_STRING);
   params.add(info->authParams, wire::OCTET_STRING);
-  params.authParamsPos = static_cast<unsigned>(params.data.size() -
-                                               info->authParams.size());
+  params.authParamsPos =
+      static_cast<unsigned>(params.data.size() - info->authParams.size());
   params.add(info->privParams, wire::OCTET_STRING);
   params.endSeq();
   add(params.data.data(), static_cast<unsigned>(params.data.size()),
