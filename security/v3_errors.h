@@ -16,7 +16,8 @@ constexpr int NOT_IN_TIME_WINDOW = 1;     // usmStatsNotInTimeWindows
 constexpr int UNKNOWN_USER_NAME = 2;      // usmStatsUnknownUserNames
 constexpr int UNKNOWN_ENGINE_ID = 3;      // usmStatsUnknownEngineIDs
 constexpr int WRONG_DIGEST = 4;           // usmStatsWrongDigests
-constexpr int DECRYPTION_ERROR = 5;       // usmStatsDecryptionErrors (unused)
+// Never raised; its counter and report object exist all the same.
+constexpr int DECRYPTION_ERROR = 5;       // usmStatsDecryptionErrors
 constexpr unsigned COUNT = 6;
 
 }  // namespace v3err
