@@ -71,6 +71,13 @@ class InStream : public UberStream {
   unsigned position() const { return cursor_; }
 
  private:
+  // Skips the identifier octet and reads a non-negative length.
+  bool header(unsigned* len);
+  // Octets between the cursor and the end of data.
+  unsigned remaining() const {
+    return static_cast<unsigned>(data.size()) - cursor_;
+  }
+
   std::vector<unsigned> seqEnds_;
   unsigned cursor_ = 0;
   int version_ = -1;
