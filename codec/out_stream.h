@@ -58,6 +58,9 @@ class OutStream : public UberStream {
   unsigned scopedPduPos = 0;
 
  private:
+  void addOctets(unsigned type, unsigned long long value, unsigned n);
+  void patchInteger(unsigned* pos, unsigned value);
+
   std::vector<unsigned> openSeqs_;  // offsets just after each placeholder
   unsigned errorStatusPos_ = 0;
   unsigned errorIndexPos_ = 0;
