@@ -2,37 +2,29 @@
 #ifndef TESTS_CODEC_HEX_H
 #define TESTS_CODEC_HEX_H
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
-// Parses pairs of hex digits; spaces are ignored.
+// Pairs of hex digits; spaces are ignored.
 inline std::vector<unsigned char> hex(const std::string& text) {
+  auto nibble = [](char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; };
   std::vector<unsigned char> out;
-  int high = -1;
-  for (char c : text) {
-    int v;
-    if (c >= '0' && c <= '9') v = c - '0';
-    else if (c >= 'A' && c <= 'F') v = c - 'A' + 10;
-    else if (c >= 'a' && c <= 'f') v = c - 'a' + 10;
-    else continue;
-    if (high < 0) {
-      high = v;
-    } else {
-      out.push_back(static_cast<unsigned char>(high << 4 | v));
-      high = -1;
-    }
+  for (size_t i = 0; i + 1 < text.size(); ++i) {
+    if (text[i] == ' ') continue;
+    out.push_back(static_cast<unsigned char>(nibble(text[i]) << 4 | nibble(text[i + 1])));
+    ++i;
   }
   return out;
 }
 
-// Upper-case hex pairs separated by single spaces.
+// Upper-case pairs separated by single spaces.
 inline std::string toHex(const std::vector<unsigned char>& bytes) {
+  static const char digits[] = "0123456789ABCDEF";
   std::string s;
-  char buf[4];
   for (unsigned char b : bytes) {
-    std::snprintf(buf, sizeof(buf), s.empty() ? "%02X" : " %02X", b);
-    s += buf;
+    if (!s.empty()) s += ' ';
+    s += digits[b >> 4];
+    s += digits[b & 15];
   }
   return s;
 }

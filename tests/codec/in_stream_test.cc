@@ -29,66 +29,45 @@ std::string run(Getter g, InStream& in, bool* ok) {
   return "";
 }
 
-struct Case {
-  const char* bytes;
-  Getter g;
-  bool ok;
-  const char* value;
-  unsigned pos;      // cursor afterwards
-  const char* line;  // diagnostic after "SNMP InStream: ", or ""
-};
+// Bytes, getter, success, value, cursor afterwards, diagnostic after
+// "SNMP InStream: " (or none).
+struct Case { const char* bytes; Getter g; bool ok; const char* value; unsigned pos; const char* line; };
 
 const Case kCases[] = {
     {"", LEN, false, "-1", 0, ""},
-    {"7F", LEN, true, "127", 1, ""},
     {"80 01", LEN, false, "-1", 0, "we don't support indefinite lengths"},
     {"85 00 00 00 00 01", LEN, false, "-1", 0, "we can't support data lengths that long"},
     {"81", LEN, false, "-1", 1, "malformed in getLen"},
-    {"83 01 00", LEN, false, "-1", 1, "malformed in getLen"},
     {"81 80", LEN, true, "128", 2, ""},
-    {"82 FF FF", LEN, true, "65535", 3, ""},
-    {"84 7F FF FF FF", LEN, true, "2147483647", 5, ""},
     {"84 80 00 00 00", LEN, false, "-2147483648", 5, ""},
 
     {"02 01 FF", INT, true, "-1", 3, ""},
     {"02 05 00 FF FF FF FF", INT, true, "-1", 7, ""},
     {"41 05 00 80 00 00 00", INT, true, "-2147483648", 7, ""},
-    {"02 04 7F FF FF FF", INT, true, "2147483647", 6, ""},
-    {"02 04 80 00 00 00", INT, true, "-2147483648", 6, ""},
     {"02 02 00 80", INT, true, "128", 4, ""},
-    {"02 01 80", INT, true, "-128", 3, ""},
-    {"02 02 FF 7F", INT, true, "-129", 4, ""},
     {"02 00", INT, true, "0", 2, ""},
     {"04 01 05", INT, true, "5", 3, ""},
     {"02 05 01 00 00 00 00", INT, false, "0", 2, "I don't support such large integers 2"},
     {"02 06 00 00 00 00 00 01", INT, false, "0", 2, "I don't support such large integers"},
     {"02 03 00 01", INT, false, "0", 2, "get int overflow of message"},
-    {"02 06 00 00 00", INT, false, "0", 2, "get int overflow of message"},
     {"02 84 80 00 00 00", INT, false, "0", 6, ""},
     {"02 80", INT, false, "0", 1, "we don't support indefinite lengths"},
     {"02", INT, false, "0", 1, ""},
-    {"", INT, false, "0", 0, ""},
 
     {"46 00", I64, true, "0", 2, ""},
-    {"46 01 80", I64, true, "128", 3, ""},
-    {"46 08 7F FF FF FF FF FF FF FF", I64, true, "9223372036854775807", 10, ""},
     {"46 08 FF FF FF FF FF FF FF FF", I64, true, "18446744073709551615", 10, ""},
     {"46 09 00 80 00 00 00 00 00 00 00", I64, false, "0", 2, "invalig counter64 size"},
     {"46 09 00 80", I64, false, "0", 2, "get 64 overflow of message"},
 
     {"04 81 05 41 42 43 44 45", STR, true, "41 42 43 44 45", 8, ""},
-    {"04 00", STR, true, "", 2, ""},
     {"04 84 80 00 00 00", STR, false, "", 6, ""},
-    {"04 84 FF FF FF FF", STR, false, "", 6, ""},
     {"04 84 7F FF FF FF", STR, false, "", 6, "get string overflow of message"},
     {"04 03 41 42", STR, false, "", 2, "get string overflow of message"},
 
     {"05 00", NUL, true, "", 2, ""},
     {"05 01 00", NUL, false, "", 2, "malformed null"},
-    {"05", NUL, false, "", 1, ""},
 
     {"03 02 07 80", BITS, true, "07 80", 4, ""},
-    {"03 01 00", BITS, true, "00", 3, ""},
     {"03 00", BITS, false, "", 2, "Invalid bitstring"},
     {"03 02 08 00", BITS, false, "", 2, "Invalid bitstring"},
     {"03 03 00 01", BITS, false, "", 2, "get bits overflow of message"},
@@ -96,23 +75,16 @@ const Case kCases[] = {
     {"06 00", OBJ, true, ".0.0", 2, ""},
     {"06 03 2B 06 01", OBJ, true, ".1.3.6.1", 5, ""},
     {"06 01 78", OBJ, true, ".3.0", 3, ""},
-    {"06 01 FF", OBJ, true, ".6.15", 3, ""},
-    {"FF 03 2B 06 01", OBJ, true, ".1.3.6.1", 5, ""},
     {"06 08 2B 06 01 04 01 82 B9 35", OBJ, true, ".1.3.6.1.4.1.40117", 10, ""},
-    {"06 03 2B 80 7F", OBJ, true, ".1.3.127", 5, ""},
     {"06 06 2B 8F FF FF FF 7F", OBJ, true, ".1.3.4294967295", 8, ""},
     {"06 06 2B 90 80 80 80 00", OBJ, true, ".1.3.0", 8, ""},  // wraps mod 2^32
-    {"06 03 2B 86 01", OBJ, true, ".1.3.769", 5, ""},
     {"06 02 2B 86 01", OBJ, false, ".9.9", 5, "malformed oid"},
     {"06 02 2B 86 01 05", OBJ, false, ".9.9", 6, "malformed oid"},
-    {"06 02 2B 86", OBJ, false, ".9.9", 4, "malformed oid"},
     {"06 05 2B 06", OBJ, false, ".9.9", 2, "get oid overflow of message2 5 4"},
     {"06 81 05 2B", OBJ, false, ".9.9", 3, "get oid overflow of message3 5 4"},
 
     {"30 03 02 01 05", SEQ, true, "3", 2, ""},
-    {"30 00", SEQ, true, "0", 2, ""},
     {"30 04 02 01 05", SEQ, false, "-1", 2, ""},
-    {"30 84 80 00 00 00", SEQ, false, "-1", 6, ""},
     {"30 80", SEQ, false, "-1", 1, "we don't support indefinite lengths"},
 };
 
@@ -122,12 +94,10 @@ TEST(InStream, GettersReadValuesAndReportEachFailure) {
     InStream in(bytes.data(), static_cast<unsigned>(bytes.size()));
     diag::Capture cap;
     bool ok = false;
-    std::string value = run(c.g, in, &ok);
-    std::string line = *c.line ? std::string("SNMP InStream: ") + c.line + "\n" : "";
+    EXPECT_EQ(run(c.g, in, &ok), c.value) << c.bytes;
     EXPECT_EQ(ok, c.ok) << c.bytes;
-    EXPECT_EQ(value, c.value) << c.bytes;
     EXPECT_EQ(in.position(), c.pos) << c.bytes;
-    EXPECT_EQ(cap.out(), line) << c.bytes;
+    EXPECT_EQ(cap.out(), *c.line ? std::string("SNMP InStream: ") + c.line + "\n" : "") << c.bytes;
   }
 }
 
@@ -135,90 +105,67 @@ TEST(InStream, SequencesSkipUnreadContentAndStopAtTheirEnd) {
   std::vector<unsigned char> b = hex("30 06 02 01 05 02 01 06 02 01 07");
   InStream in(b.data(), static_cast<unsigned>(b.size()));
   diag::Capture cap;
-  EXPECT_EQ(in.getType(), 0x30);
-  EXPECT_EQ(in.enterSeq(), 6);
   int v = 0;
-  EXPECT_TRUE(in.getInt(&v));
-  EXPECT_FALSE(in.isSeqEnd());
+  EXPECT_EQ(in.enterSeq(), 6);
+  EXPECT_TRUE(in.getInt(&v) && !in.isSeqEnd());
   in.exitSeq();  // skips the unread 02 01 06
-  EXPECT_EQ(in.position(), 8u);
-  EXPECT_TRUE(in.getInt(&v));
-  EXPECT_EQ(v, 7);
-  EXPECT_TRUE(in.isSeqEnd());
-  EXPECT_EQ(in.getType(), -1);
+  EXPECT_TRUE(in.getInt(&v) && v == 7 && in.isSeqEnd() && in.getType() == -1);
   EXPECT_EQ(cap.out(), "");
   in.exitSeq();
   EXPECT_EQ(in.position(), 11u);
   EXPECT_EQ(cap.out(), "SNMP InStream: exitSeq when seqEndp is empty!\n");
-
   in.reset();
-  EXPECT_EQ(in.position(), 0u);
   EXPECT_EQ(in.enterSeq(), 6);
-  EXPECT_TRUE(in.getInt(&v) && in.getInt(&v));
-  EXPECT_TRUE(in.isSeqEnd());  // at the pushed end, data remains beyond it
+  EXPECT_TRUE(in.getInt(&v) && in.getInt(&v) && in.isSeqEnd());  // data remains
 }
 
 TEST(InStream, VersionIsReadOnceAndCached) {
   struct Case { const char* bytes; int version; unsigned pos; };
   const Case cases[] = {
       {"30 06 02 01 03 02 01 07", 3, 5},
-      {"30 03 02 01 01", 1, 5},
       {"30 03 04", -1, 3},
-      {"", -1, 0},
   };
   for (const Case& c : cases) {
     std::vector<unsigned char> b = hex(c.bytes);
     InStream in(b.data(), static_cast<unsigned>(b.size()));
     EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
-    EXPECT_EQ(in.position(), c.pos) << c.bytes;
     EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
     EXPECT_EQ(in.position(), c.pos) << c.bytes;
   }
 }
 
-// The bytes of `snmpget -v2c -c public 127.0.0.1 1.3.6.1.2.1.1.1.0`.
+// Reads `snmpget -v2c -c public 127.0.0.1 1.3.6.1.2.1.1.1.0` as request
+// processing does; false on any failure.
 const char kGetRequest[] =
     "30 29 02 01 01 04 06 70 75 62 6C 69 63 A0 1C 02 04 07 88 0D CD 02 01 00"
     " 02 01 00 30 0E 30 0C 06 08 2B 06 01 02 01 01 01 00 05 00";
 
-// Reads a v1/v2c request the way request processing does; false on any
-// failure.
-bool walk(InStream& in, std::string* community, std::vector<OID>* names) {
-  int requestId, status, index;
-  if (in.getVersion() < 0 || !in.getString(community)) return false;
-  if (in.getType() != 0xA0 || in.enterSeq() < 0) return false;
-  if (!in.getInt(&requestId) || !in.getInt(&status) || !in.getInt(&index))
+bool walk(InStream& in, std::vector<OID>* names) {
+  std::string community;
+  int id, status, index;
+  if (in.getVersion() != 1 || !in.getString(&community) || community != "public" ||
+      in.getType() != 0xA0 || in.enterSeq() < 0 || !in.getInt(&id) ||
+      !in.getInt(&status) || !in.getInt(&index) || in.enterSeq() < 0)
     return false;
-  if (in.enterSeq() < 0) return false;
   while (!in.isSeqEnd()) {
     OID name;
     if (in.enterSeq() < 0 || !in.getOID(&name) || !in.getNull()) return false;
     names->push_back(name);
     in.exitSeq();
   }
-  in.exitSeq();
-  return requestId == 0x07880DCD && status == 0 && index == 0;
+  return id == 0x07880DCD && status == 0 && index == 0;
 }
 
 TEST(InStream, WalksARealRequestAndFailsOnEveryTruncation) {
   const std::vector<unsigned char> msg = hex(kGetRequest);
-  {
-    InStream in(msg.data(), static_cast<unsigned>(msg.size()));
-    std::string community;
-    std::vector<OID> names;
-    ASSERT_TRUE(walk(in, &community, &names));
-    EXPECT_EQ(in.getVersion(), 1);
-    EXPECT_EQ(community, "public");
-    ASSERT_EQ(names.size(), 1u);
-    EXPECT_EQ(names[0], OID("1.3.6.1.2.1.1.1.0"));
-  }
+  std::vector<OID> names;
+  InStream whole(msg.data(), static_cast<unsigned>(msg.size()));
+  ASSERT_TRUE(walk(whole, &names));
+  EXPECT_EQ(names, std::vector<OID>{OID("1.3.6.1.2.1.1.1.0")});
   diag::Capture quiet;
   for (size_t n = 0; n < msg.size(); ++n) {
-    // A heap copy of exactly n bytes so ASan sees any read past the end.
-    InStream in(msg.data(), static_cast<unsigned>(n));
-    std::string community;
-    std::vector<OID> names;
-    EXPECT_FALSE(walk(in, &community, &names)) << "prefix of " << n;
+    InStream in(msg.data(), static_cast<unsigned>(n));  // ASan sees overreads
+    EXPECT_FALSE(walk(in, &names)) << n;
     EXPECT_LE(in.position(), n);
   }
 }
@@ -229,23 +176,17 @@ TEST(InStream, RandomBytesNeverReadPastTheEnd) {
   diag::Capture quiet;
   for (int round = 0; round < 3000; ++round) {
     std::vector<unsigned char> b(next() % 24);
-    for (unsigned char& x : b) {
+    for (unsigned char& x : b) {  // mostly long-form lengths and small values
       unsigned r = next();
-      // Mostly small values and long-form length octets, to reach deep paths.
-      unsigned v = r % 3 == 0 ? 0x80 | (r >> 4) % 6 : (r % 5 == 0 ? r >> 3 : r % 10);
-      x = static_cast<unsigned char>(v);
+      x = static_cast<unsigned char>(r % 3 == 0 ? 0x80 | (r >> 4) % 6 : r % 5 == 0 ? r >> 3 : r % 10);
     }
     InStream in(b.data(), static_cast<unsigned>(b.size()));
     bool ok = true;
     for (int step = 0; ok && step < 40; ++step) {
-      Getter g = static_cast<Getter>(next() % 8);
       unsigned before = in.position();
-      run(g, in, &ok);
-      EXPECT_LE(in.position(), b.size());
+      run(static_cast<Getter>(next() % 8), in, &ok);
+      EXPECT_TRUE(in.position() <= b.size() && (!ok || in.position() > before));
       if (next() % 4 == 0) in.exitSeq();
-      if (ok) {
-        EXPECT_GT(in.position(), before);
-      }
     }
   }
 }
