@@ -26,7 +26,8 @@ struct VariableBinding {
 
 class OutStream : public UberStream {
  public:
-  OutStream() = default;
+  // Reserves room for a typical reply, so building one does not reallocate.
+  OutStream() { data.reserve(512); }
 
   void addType(unsigned type);
   void addLen(unsigned len);
