@@ -73,9 +73,11 @@ class InStream : public UberStream {
  private:
   // Skips the identifier octet and reads a non-negative length.
   bool header(unsigned* len);
-  // Octets between the cursor and the end of data.
+  // Octets between the cursor and the end of data (0 if the security layer
+  // left the cursor beyond a shortened message).
   unsigned remaining() const {
-    return static_cast<unsigned>(data.size()) - cursor_;
+    const size_t size = data.size();
+    return cursor_ < size ? static_cast<unsigned>(size - cursor_) : 0;
   }
 
   std::vector<unsigned> seqEnds_;
