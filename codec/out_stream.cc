@@ -180,11 +180,12 @@ void OutStream::endSeq() {
     data.insert(data.begin() + p, octets, octets + 2);
     inserted = 2;
   }
-  // The v3 positions move with every insertion, whichever sequence closed;
-  // the error-status and error-index positions never move (they are patched
-  // before the sequences around them close).
-  if (authParamsPos != 0) authParamsPos += inserted;
-  if (scopedPduPos != 0) scopedPduPos += inserted;
+  // The v3 positions move when the octets went in before them (the message
+  // sequence around the v3 header); the PDU and binding sequences written
+  // after them leave them alone. The error-status and error-index positions
+  // never move: they are patched before the sequences around them close.
+  if (authParamsPos != 0 && authParamsPos >= p) authParamsPos += inserted;
+  if (scopedPduPos != 0 && scopedPduPos >= p) scopedPduPos += inserted;
 }
 
 // Writes a one-octet INTEGER placeholder on the first call and patches its

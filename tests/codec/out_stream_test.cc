@@ -113,7 +113,8 @@ TEST(OutStream, NestedInsertionsGrowOuterSequencesAndMoveV3Positions) {
   const Case cases[] = {
       {100, 3, 9, "30 66 A1 64", 3, 9},
       {126, 3, 0, "30 81 80 A1 7E", 4, 0},  // only the outer inserts
-      {130, 3, 9, "30 81 85 A1 81 82", 5, 11},
+      // The inner insertion lands after the auth position: only scoped moves.
+      {130, 3, 9, "30 81 85 A1 81 82", 4, 11},
       {300, 0, 9, "30 82 01 30 A1 82 01 2C", 0, 13},
   };
   for (const Case& c : cases) {
