@@ -19,39 +19,6 @@ namespace {
 // DES works on 8-byte blocks; the scoped PDU is padded with this byte.
 constexpr unsigned DES_BLOCK = 8;
 constexpr char PAD_BYTE = 5;
-
-// Offset just past the definite-length element at `pos`, or 0 when it does
-// not fit in `d`.
-size_t skipElement(const std::vector<unsigned char>& d, size_t pos) {
-  if (pos + 2 > d.size()) return 0;
-  size_t len = d[pos + 1];
-  size_t at = pos + 2;
-  if (len & 0x80) {
-    size_t n = len & 0x7F;
-    if (n > 2 || at + n > d.size()) return 0;
-    for (len = 0; n > 0; --n) len = len << 8 | d[at++];
-  }
-  return at + len <= d.size() ? at + len : 0;
-}
-
-// Until the message sequence closes, nothing before the scoped PDU can
-// move, yet endSeq may have moved both offsets for sequences that closed
-// after them. Re-anchors them on the scoped PDU as found behind the version,
-// the global data and the security parameters; their distance never
-// changes. A no-op when the offsets are already right.
-void anchorV3Positions(OutStream& out) {
-  const std::vector<unsigned char>& d = out.data;
-  if (d.size() < 2 || d[0] != wire::SEQUENCE || d[1] != 0) return;
-  size_t pos = 2;  // after the still-open message sequence's placeholder
-  for (int i = 0; i < 3 && pos != 0; ++i) pos = skipElement(d, pos);
-  if (pos == 0 || pos > out.scopedPduPos ||
-      out.scopedPduPos - pos > out.authParamsPos)
-    return;
-  const unsigned drift = out.scopedPduPos - static_cast<unsigned>(pos);
-  out.scopedPduPos -= drift;
-  out.authParamsPos -= drift;
-}
-
 }  // namespace
 
 void OutStream::writeV3Info(const V3Info* info) {
@@ -91,7 +58,6 @@ void OutStream::cryptPacket(const V3Info* info,
                             const std::vector<unsigned char>& privKey,
                             unsigned /*privProtocol: DES is the only cipher*/) {
   endSeq();  // the scoped PDU
-  anchorV3Positions(*this);
   if (securityLevel != wire::LEVEL_PRIV || !info || scopedPduPos == 0 ||
       scopedPduPos >= data.size())
     return;
