@@ -1,0 +1,3 @@
+#include "engine/context.h"
+
+unsigned Context::v3counters[6];
