@@ -47,8 +47,9 @@ class CacheUpdateTimeout {
 // Where the cache rule meets the platform. `ticks` returns times() ticks;
 // `arm` asks for invalidateDataTimer() on the cache after `delay` (the
 // number is handed to the platform timer as is); `disarm` cancels it.
-// Defaults: times() and no timer at all (caches are never dropped) until the
-// platform binding installs the real calls at start-up.
+// Defaults: times() and no timer at all (caches are never dropped);
+// cache_timer_tarn.cc installs the platform's timer calls at static
+// initialisation. Tests swap in their own and restore the saved hooks.
 struct CacheTimerHooks {
   unsigned (*ticks)();
   void (*arm)(CacheUpdateTimeout* cache, unsigned delay);
