@@ -25,7 +25,9 @@ CacheUpdateTimeout::CacheUpdateTimeout(unsigned accessTimeout, unsigned maxAge)
       accessTimeout(accessTimeout),
       maxAge(maxAge) {}
 
-CacheUpdateTimeout::~CacheUpdateTimeout() = default;
+CacheUpdateTimeout::~CacheUpdateTimeout() {
+  if (timerArmed) cacheTimerHooks.disarm(this);
+}
 
 void CacheUpdateTimeout::setTimeouts(unsigned access, unsigned age) {
   accessTimeout = access;

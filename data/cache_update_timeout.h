@@ -21,8 +21,8 @@ class CacheUpdateTimeout {
   CacheUpdateTimeout(unsigned accessTimeout, unsigned maxAge);
   virtual void updateCache() = 0;  // fill the cache
   virtual void clearCache() = 0;   // drop the cache
-  // Does not cancel a pending timer: the owner of a cache with a pending
-  // timer must outlive it (providers live for the whole process).
+  // Cancels a pending timer, so a cache may be destroyed while armed
+  // (providers live for the whole process; tests do not).
   virtual ~CacheUpdateTimeout();
 
   // Replaces both limits; a pending timer keeps its delay.

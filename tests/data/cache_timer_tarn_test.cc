@@ -1,6 +1,6 @@
 // The cache timer bound to the platform runner: filling arms the re-check
-// timer on the runner, invalidating cancels it, and without a runner
-// nothing is armed.
+// timer on the runner, invalidating or destroying the cache cancels it,
+// and without a runner nothing is armed.
 #include <gtest/gtest.h>
 
 #include "data/data.h"
@@ -25,6 +25,12 @@ TEST(CacheTimerOnLoop, ArmsAndCancelsOnTheRunner) {
   p.get();  // cached: no second timer
   EXPECT_EQ(runner.timerCount(), 1u);
   p.invalidateData();
+  EXPECT_EQ(runner.timerCount(), 0u);
+  {
+    OneRecordProvider destroyedWhileArmed;
+    destroyedWhileArmed.get();
+    EXPECT_EQ(runner.timerCount(), 1u);
+  }
   EXPECT_EQ(runner.timerCount(), 0u);
   tarn::setRunner(nullptr);
   p.get();  // no runner: filled without a timer
