@@ -71,6 +71,15 @@ class InStream : public UberStream {
   unsigned position() const { return cursor_; }
 
  private:
+  // Skips the identifier octet and reads a non-negative length.
+  bool header(unsigned* len);
+  // Octets between the cursor and the end of data (0 if the security layer
+  // left the cursor beyond a shortened message).
+  unsigned remaining() const {
+    const size_t size = data.size();
+    return cursor_ < size ? static_cast<unsigned>(size - cursor_) : 0;
+  }
+
   std::vector<unsigned> seqEnds_;
   unsigned cursor_ = 0;
   int version_ = -1;

@@ -26,7 +26,8 @@ struct VariableBinding {
 
 class OutStream : public UberStream {
  public:
-  OutStream() = default;
+  // Reserves room for a typical reply, so building one does not reallocate.
+  OutStream() { data.reserve(512); }
 
   void addType(unsigned type);
   void addLen(unsigned len);
@@ -58,6 +59,9 @@ class OutStream : public UberStream {
   unsigned scopedPduPos = 0;
 
  private:
+  void addOctets(unsigned type, unsigned long long value, unsigned n);
+  void patchInteger(unsigned* pos, unsigned value);
+
   std::vector<unsigned> openSeqs_;  // offsets just after each placeholder
   unsigned errorStatusPos_ = 0;
   unsigned errorIndexPos_ = 0;

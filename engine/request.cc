@@ -40,9 +40,9 @@ bool readCommunity(Context& ctx, unsigned address) {
 
 // Reads the SNMPv3 header, checks digest, window and engine ID, decrypts,
 // and writes the reply's header. `v3_err` ends as the error to report, or
-// V3_NONE.
+// v3err::NONE.
 bool readV3(Context& ctx, unsigned address, UserKeys& keys, int& v3_err) {
-  v3_err = V3_NONE;
+  v3_err = v3err::NONE;
   if (!v3Engine) return false;
   if (!ctx.in.readV3Info(v3_err)) {
     diag::err("!ctx.in.readV3Info(v3_err)");
@@ -51,7 +51,7 @@ bool readV3(Context& ctx, unsigned address, UserKeys& keys, int& v3_err) {
   const V3Info* info = ctx.in.v3Info();
   ctx.community = info ? info->userName : std::string();
   if (communityKeep->getSecurity(ctx.community) > ctx.in.securityLevel)
-    v3_err = V3_UNSUPPORTED_SEC_LEVEL;
+    v3_err = v3err::UNSUPPORTED_SEC_LEVEL;
   if (const CommunityKeep::Item* item = communityKeep->findItem(ctx.community)) {
     keys.authKey = &item->authKey;
     keys.authProtocol = item->authProtocol;
@@ -64,13 +64,13 @@ bool readV3(Context& ctx, unsigned address, UserKeys& keys, int& v3_err) {
     return false;
   }
   ctx.out.securityLevel = ctx.in.securityLevel;
-  if (v3_err == V3_NONE && !communityKeep->check(ctx.community, address)) {
+  if (v3_err == v3err::NONE && !communityKeep->check(ctx.community, address)) {
     // An unknown user or refused source gets an unauthenticated report.
     ctx.in.clearAuthPrivInfo();
     ctx.out.securityLevel = wire::LEVEL_NONE;
-    v3_err = V3_UNKNOWN_USER_NAME;
+    v3_err = v3err::UNKNOWN_USER_NAME;
   }
-  if (v3_err != V3_NONE) {
+  if (v3_err != v3err::NONE) {
     ++Context::v3counters[v3_err];
     ctx.reportCode = v3_err;
   }
@@ -88,18 +88,18 @@ bool createReply(Context& ctx, int senderAddress) {
   ctx.out.add(version, wire::INTEGER);
 
   UserKeys keys;
-  int v3_err = V3_NONE;
+  int v3_err = v3err::NONE;
   unsigned replyTag = wire::GET_RESPONSE;
   if (version >= 0 && version <= 2) {
     if (!readCommunity(ctx, address)) return false;
   } else if (version == wire::VERSION_3) {
     if (!readV3(ctx, address, keys, v3_err)) return false;
-    if (v3_err != V3_NONE) replyTag = wire::REPORT;
+    if (v3_err != v3err::NONE) replyTag = wire::REPORT;
   } else {
     diag::err("version not supported");
     return false;
   }
-  const bool report = v3_err != V3_NONE;
+  const bool report = v3_err != v3err::NONE;
 
   const int pduType = ctx.in.getType();
   ctx.in.enterSeq();

@@ -1,0 +1,194 @@
+// InStream: every getter's results and failures with their exact lines,
+// sequence handling, and robustness against truncated and random input.
+#include "codec/in_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "codec/diag.h"
+#include "tests/codec/hex.h"
+
+namespace {
+
+enum Getter { LEN, INT, I64, STR, OBJ, NUL, BITS, SEQ };
+
+// Runs one getter; the value as text: numbers in decimal, bytes in hex,
+// identifiers dotted. The OID output starts as .9.9 to show it kept.
+std::string run(Getter g, InStream& in, bool* ok) {
+  switch (g) {
+    case LEN: { int l = in.getLen(); *ok = l >= 0; return std::to_string(l); }
+    case SEQ: { int l = in.enterSeq(); *ok = l >= 0; return std::to_string(l); }
+    case INT: { int v = 0; *ok = in.getInt(&v); return std::to_string(v); }
+    case I64: { unsigned long long v = 0; *ok = in.get64(&v); return std::to_string(v); }
+    case STR: { std::string s; *ok = in.getString(&s); return toHex({s.begin(), s.end()}); }
+    case OBJ: { OID o("9.9"); *ok = in.getOID(&o); return o.str(); }
+    case NUL: { *ok = in.getNull(); return ""; }
+    case BITS: { std::vector<unsigned char> b; *ok = in.getBits(&b); return toHex(b); }
+  }
+  return "";
+}
+
+// Bytes, getter, success, value, cursor afterwards, diagnostic after
+// "SNMP InStream: " (or none).
+struct Case { const char* bytes; Getter g; bool ok; const char* value; unsigned pos; const char* line; };
+
+const Case kCases[] = {
+    {"", LEN, false, "-1", 0, ""},
+    {"80 01", LEN, false, "-1", 0, "we don't support indefinite lengths"},
+    {"85 00 00 00 00 01", LEN, false, "-1", 0, "we can't support data lengths that long"},
+    {"81", LEN, false, "-1", 1, "malformed in getLen"},
+    {"81 80", LEN, true, "128", 2, ""},
+    {"84 80 00 00 00", LEN, false, "-2147483648", 5, ""},
+
+    {"02 01 FF", INT, true, "-1", 3, ""},
+    {"02 05 00 FF FF FF FF", INT, true, "-1", 7, ""},
+    {"41 05 00 80 00 00 00", INT, true, "-2147483648", 7, ""},
+    {"02 02 00 80", INT, true, "128", 4, ""},
+    {"02 00", INT, true, "0", 2, ""},
+    {"04 01 05", INT, true, "5", 3, ""},
+    {"02 05 01 00 00 00 00", INT, false, "0", 2, "I don't support such large integers 2"},
+    {"02 06 00 00 00 00 00 01", INT, false, "0", 2, "I don't support such large integers"},
+    {"02 03 00 01", INT, false, "0", 2, "get int overflow of message"},
+    {"02 84 80 00 00 00", INT, false, "0", 6, ""},
+    {"02 80", INT, false, "0", 1, "we don't support indefinite lengths"},
+    {"02", INT, false, "0", 1, ""},
+
+    {"46 00", I64, true, "0", 2, ""},
+    {"46 08 FF FF FF FF FF FF FF FF", I64, true, "18446744073709551615", 10, ""},
+    {"46 09 00 80 00 00 00 00 00 00 00", I64, false, "0", 2, "invalig counter64 size"},
+    {"46 09 00 80", I64, false, "0", 2, "get 64 overflow of message"},
+
+    {"04 81 05 41 42 43 44 45", STR, true, "41 42 43 44 45", 8, ""},
+    {"04 84 80 00 00 00", STR, false, "", 6, ""},
+    {"04 84 7F FF FF FF", STR, false, "", 6, "get string overflow of message"},
+    {"04 03 41 42", STR, false, "", 2, "get string overflow of message"},
+
+    {"05 00", NUL, true, "", 2, ""},
+    {"05 01 00", NUL, false, "", 2, "malformed null"},
+
+    {"03 02 07 80", BITS, true, "07 80", 4, ""},
+    {"03 00", BITS, false, "", 2, "Invalid bitstring"},
+    {"03 02 08 00", BITS, false, "", 2, "Invalid bitstring"},
+    {"03 03 00 01", BITS, false, "", 2, "get bits overflow of message"},
+
+    {"06 00", OBJ, true, ".0.0", 2, ""},
+    {"06 03 2B 06 01", OBJ, true, ".1.3.6.1", 5, ""},
+    {"06 01 78", OBJ, true, ".3.0", 3, ""},
+    {"06 08 2B 06 01 04 01 82 B9 35", OBJ, true, ".1.3.6.1.4.1.40117", 10, ""},
+    {"06 06 2B 8F FF FF FF 7F", OBJ, true, ".1.3.4294967295", 8, ""},
+    {"06 06 2B 90 80 80 80 00", OBJ, true, ".1.3.0", 8, ""},  // wraps mod 2^32
+    {"06 02 2B 86 01", OBJ, false, ".9.9", 5, "malformed oid"},
+    {"06 02 2B 86 01 05", OBJ, false, ".9.9", 6, "malformed oid"},
+    {"06 05 2B 06", OBJ, false, ".9.9", 2, "get oid overflow of message2 5 4"},
+    {"06 81 05 2B", OBJ, false, ".9.9", 3, "get oid overflow of message3 5 4"},
+
+    {"30 03 02 01 05", SEQ, true, "3", 2, ""},
+    {"30 04 02 01 05", SEQ, false, "-1", 2, ""},
+    {"30 80", SEQ, false, "-1", 1, "we don't support indefinite lengths"},
+};
+
+TEST(InStream, GettersReadValuesAndReportEachFailure) {
+  for (const Case& c : kCases) {
+    std::vector<unsigned char> bytes = hex(c.bytes);
+    InStream in(bytes.data(), static_cast<unsigned>(bytes.size()));
+    diag::Capture cap;
+    bool ok = false;
+    EXPECT_EQ(run(c.g, in, &ok), c.value) << c.bytes;
+    EXPECT_EQ(ok, c.ok) << c.bytes;
+    EXPECT_EQ(in.position(), c.pos) << c.bytes;
+    EXPECT_EQ(cap.out(), *c.line ? std::string("SNMP InStream: ") + c.line + "\n" : "") << c.bytes;
+  }
+}
+
+TEST(InStream, SequencesSkipUnreadContentAndStopAtTheirEnd) {
+  std::vector<unsigned char> b = hex("30 06 02 01 05 02 01 06 02 01 07");
+  InStream in(b.data(), static_cast<unsigned>(b.size()));
+  diag::Capture cap;
+  int v = 0;
+  EXPECT_EQ(in.enterSeq(), 6);
+  EXPECT_TRUE(in.getInt(&v) && !in.isSeqEnd());
+  in.exitSeq();  // skips the unread 02 01 06
+  EXPECT_TRUE(in.getInt(&v) && v == 7 && in.isSeqEnd() && in.getType() == -1);
+  EXPECT_EQ(cap.out(), "");
+  in.exitSeq();
+  EXPECT_EQ(in.position(), 11u);
+  EXPECT_EQ(cap.out(), "SNMP InStream: exitSeq when seqEndp is empty!\n");
+  in.reset();
+  EXPECT_EQ(in.enterSeq(), 6);
+  EXPECT_TRUE(in.getInt(&v) && in.getInt(&v) && in.isSeqEnd());  // data remains
+}
+
+TEST(InStream, VersionIsReadOnceAndCached) {
+  struct Case { const char* bytes; int version; unsigned pos; };
+  const Case cases[] = {
+      {"30 06 02 01 03 02 01 07", 3, 5},
+      {"30 03 04", -1, 3},
+  };
+  for (const Case& c : cases) {
+    std::vector<unsigned char> b = hex(c.bytes);
+    InStream in(b.data(), static_cast<unsigned>(b.size()));
+    EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
+    EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
+    EXPECT_EQ(in.position(), c.pos) << c.bytes;
+  }
+}
+
+// Reads `snmpget -v2c -c public 127.0.0.1 1.3.6.1.2.1.1.1.0` as request
+// processing does; false on any failure.
+const char kGetRequest[] =
+    "30 29 02 01 01 04 06 70 75 62 6C 69 63 A0 1C 02 04 07 88 0D CD 02 01 00"
+    " 02 01 00 30 0E 30 0C 06 08 2B 06 01 02 01 01 01 00 05 00";
+
+bool walk(InStream& in, std::vector<OID>* names) {
+  std::string community;
+  int id, status, index;
+  if (in.getVersion() != 1 || !in.getString(&community) || community != "public" ||
+      in.getType() != 0xA0 || in.enterSeq() < 0 || !in.getInt(&id) ||
+      !in.getInt(&status) || !in.getInt(&index) || in.enterSeq() < 0)
+    return false;
+  while (!in.isSeqEnd()) {
+    OID name;
+    if (in.enterSeq() < 0 || !in.getOID(&name) || !in.getNull()) return false;
+    names->push_back(name);
+    in.exitSeq();
+  }
+  return id == 0x07880DCD && status == 0 && index == 0;
+}
+
+TEST(InStream, WalksARealRequestAndFailsOnEveryTruncation) {
+  const std::vector<unsigned char> msg = hex(kGetRequest);
+  std::vector<OID> names;
+  InStream whole(msg.data(), static_cast<unsigned>(msg.size()));
+  ASSERT_TRUE(walk(whole, &names));
+  EXPECT_EQ(names, std::vector<OID>{OID("1.3.6.1.2.1.1.1.0")});
+  diag::Capture quiet;
+  for (size_t n = 0; n < msg.size(); ++n) {
+    InStream in(msg.data(), static_cast<unsigned>(n));  // ASan sees overreads
+    EXPECT_FALSE(walk(in, &names)) << n;
+    EXPECT_LE(in.position(), n);
+  }
+}
+
+TEST(InStream, RandomBytesNeverReadPastTheEnd) {
+  uint32_t seed = 12345;
+  auto next = [&seed] { seed = seed * 1103515245u + 12345u; return seed >> 16; };
+  diag::Capture quiet;
+  for (int round = 0; round < 3000; ++round) {
+    std::vector<unsigned char> b(next() % 24);
+    for (unsigned char& x : b) {  // mostly long-form lengths and small values
+      unsigned r = next();
+      x = static_cast<unsigned char>(r % 3 == 0 ? 0x80 | (r >> 4) % 6 : r % 5 == 0 ? r >> 3 : r % 10);
+    }
+    InStream in(b.data(), static_cast<unsigned>(b.size()));
+    bool ok = true;
+    for (int step = 0; ok && step < 40; ++step) {
+      unsigned before = in.position();
+      run(static_cast<Getter>(next() % 8), in, &ok);
+      EXPECT_TRUE(in.position() <= b.size() && (!ok || in.position() > before));
+      if (next() % 4 == 0) in.exitSeq();
+    }
+  }
+}
+
+}  // namespace
