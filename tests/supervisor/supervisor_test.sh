@@ -1,0 +1,124 @@
+#!/usr/bin/env bash
+# tarn-supervisor with stand-in programs, over real processes and sockets:
+# the agent is started at once and leaves when idle without being started
+# again; a bus command to its socket starts it and is answered; processes
+# killed by a signal or exiting with an error are restarted with growing
+# delays and serve again; SIGTERM stops everything (a router that ignores
+# SIGTERM is killed after the grace period) and nothing is left running.
+#   supervisor_test.sh SUPERVISOR STANDIN TARNCTL
+set -u
+supervisor=$(realpath "$1")
+standin=$(realpath "$2")
+tarnctl=$(realpath "$3")
+dir=$(mktemp -d /tmp/supervisor-test-XXXXXX)
+root=$dir/root
+log=$dir/log
+starts=$root/tarn/starts
+mkdir "$dir/bin"
+ln -s "$standin" "$dir/bin/tarn-snmpd"
+ln -s "$standin" "$dir/bin/tarn-routerd"
+export TARN_ROOT=$root
+unset TARN_SERVICE_ID LISTEN_PID LISTEN_FDS
+
+"$supervisor" --root "$root" --bin "$dir/bin" --grace 1 --host -- --ignore-term \
+  2>"$log" &
+sup=$!
+cleanup() {
+  kill -KILL "$sup" 2>/dev/null
+  for p in $(awk '{print $2}' "$starts" 2>/dev/null); do kill -KILL "$p" 2>/dev/null; done
+  rm -rf "$dir"
+}
+trap cleanup EXIT
+
+fail=0
+bad() { echo "FAIL: $*"; fail=1; }
+# wait_log TEXT [N]: waits (10 s at most) for N log lines holding TEXT.
+wait_log() {
+  for _ in $(seq 200); do
+    [ "$(grep -cF -- "$1" "$log")" -ge "${2:-1}" ] && return 0
+    sleep 0.05
+  done
+  bad "no '$1' in the log"
+}
+starts_of() { awk -v k="$1" '$1 == k { n++ } END { print n + 0 }' "$starts" 2>/dev/null; }
+last_pid() { awk -v k="$1" '$1 == k { p = $2 } END { print p }' "$starts" 2>/dev/null; }
+# ask SERVICE COMMAND [TIMEOUT_MS]: the pid in the answer, empty if none.
+ask() {
+  "$tarnctl" --json --timeout "${3:-10000}" send "$1" "$2" 2>/dev/null |
+    sed -n 's/.*"id":1,"value":\([0-9]*\).*/\1/p'
+}
+# new_pid KIND OLD: waits (10 s at most) for a start of KIND after pid OLD.
+new_pid() {
+  for _ in $(seq 200); do
+    p=$(last_pid "$1")
+    [ -n "$p" ] && [ "$p" != "$2" ] && { echo "$p"; return; }
+    sleep 0.05
+  done
+}
+alive() { kill -0 "$1" 2>/dev/null; }
+
+echo "== start: router with its options, agent at once, then idle leave"
+wait_log "started tarn-routerd"
+wait_log "started tarn-snmpd"
+wait_log "left by itself; the next connection starts it again"
+first=$(last_pid agent)
+grep -q "^router [0-9]* --host --ignore-term$" "$starts" || bad "router args: $(cat "$starts")"
+grep -q "^agent $first activated$" "$starts" || bad "agent not handed its socket"
+alive "$first" && bad "agent $first still runs after leaving"
+sleep 1.5
+[ "$(starts_of agent)" = 1 ] || bad "agent started again without a connection"
+
+echo "== a bus command starts the agent and is answered"
+pid=$(ask 161 get)
+[ -n "$pid" ] || bad "no answer from service 161"
+[ "$pid" = "$(last_pid agent)" ] && [ "$pid" != "$first" ] || bad "answered by $pid"
+grep -q "^agent $pid activated$" "$starts" || bad "on-demand agent not handed its socket"
+grep -qF "connection for service 161; starting tarn-snmpd" "$log" || bad "no connection line"
+
+echo "== crashes are restarted after 0.1 s, 0.2 s, 0.4 s"
+pid=$(ask 161 0x79)   # stays up now, so it is there to be killed
+kill -KILL "$pid"
+wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.1 s"
+next=$(new_pid agent "$pid")
+[ -n "$next" ] || bad "agent not restarted after SIGKILL"
+pid=$(ask 161 0x79)
+[ -n "$pid" ] && [ "$pid" != "$next" -o "$(starts_of agent)" -ge 3 ] || bad "restarted agent does not serve"
+kill -KILL "$pid"
+wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.2 s"
+new_pid agent "$pid" >/dev/null
+"$tarnctl" --timeout 3000 send 161 0x78 >/dev/null 2>&1
+wait_log "exited with status 3; restarting in 0.4 s"
+[ -n "$(ask 161 get)" ] || bad "agent does not serve after exiting with status 3"
+
+echo "== a killed router is restarted and serves again"
+rpid=$(ask 20 get)
+[ -n "$rpid" ] && [ "$rpid" = "$(last_pid router)" ] || bad "router answer: '$rpid'"
+kill -KILL "$rpid"
+wait_log "tarn-routerd (pid $rpid) killed by signal 9 (Killed); restarting in 0.1 s"
+for _ in $(seq 100); do
+  again=$(ask 20 get 1000)
+  [ -n "$again" ] && [ "$again" != "$rpid" ] && break
+  sleep 0.1
+done
+[ -n "$again" ] && [ "$again" != "$rpid" ] || bad "router not serving after restart"
+
+echo "== SIGTERM stops everything"
+apid=$(ask 161 0x79)
+rpid=$(last_pid router)
+kill -TERM "$sup"
+for _ in $(seq 300); do alive "$sup" || break; sleep 0.05; done
+wait "$sup"
+rc=$?
+[ "$rc" = 0 ] || bad "supervisor exit status $rc"
+for line in "stopping on signal 15 (Terminated)" \
+            "tarn-snmpd (pid $apid) killed by signal 15 (Terminated)" \
+            "tarn-routerd (pid $rpid) did not stop within 1 s; killing it" \
+            "tarn-routerd (pid $rpid) killed by signal 9 (Killed)" \
+            "tarn-supervisor: stopped"; do
+  grep -qF -- "$line" "$log" || bad "no '$line' in the log"
+done
+for p in $(awk '{print $2}' "$starts"); do alive "$p" && bad "pid $p still runs"; done
+[ -e "$root/tarn/run/bus/161.sock" ] && bad "agent socket left behind"
+
+[ "$fail" = 0 ] || { echo "--- supervisor log"; cat "$log"; echo "--- starts"; cat "$starts"; }
+exit $fail
