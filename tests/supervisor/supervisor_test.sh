@@ -79,10 +79,9 @@ echo "== crashes are restarted after 0.1 s, 0.2 s, 0.4 s"
 pid=$(ask 161 0x79)   # stays up now, so it is there to be killed
 kill -KILL "$pid"
 wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.1 s"
-next=$(new_pid agent "$pid")
-[ -n "$next" ] || bad "agent not restarted after SIGKILL"
+[ -n "$(new_pid agent "$pid")" ] || bad "agent not restarted after SIGKILL"
 pid=$(ask 161 0x79)
-[ -n "$pid" ] && [ "$pid" != "$next" -o "$(starts_of agent)" -ge 3 ] || bad "restarted agent does not serve"
+[ -n "$pid" ] || bad "restarted agent does not serve"
 kill -KILL "$pid"
 wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.2 s"
 new_pid agent "$pid" >/dev/null
