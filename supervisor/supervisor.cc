@@ -199,14 +199,19 @@ void Supervisor::ended(Child* c, int status) {
     runner_.shutdown();
     return;
   }
-  if (c->onDemand() && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+  bool clean = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (c->onDemand() && clean && ranMs >= kIdleLeaveMs) {
     logEvent(name + " left by itself; the next connection starts it again");
     watchSocket(true);
     return;
   }
+  // A clean end sooner than an idle leave can come is a failure: watching
+  // the socket again would start it at once for the same waiting
+  // connection, over and over.
   unsigned delay = c->backoff.next(ranMs);
-  logEvent(name + " " + describeExit(status) + "; restarting in " +
-           seconds(delay) + " s");
+  logEvent(name + " " + describeExit(status) +
+           (c->onDemand() && clean ? " before it could have been idle" : "") +
+           "; restarting in " + seconds(delay) + " s");
   c->restartAt = tarn::nowMs() + delay;
   armRestarts();
 }

@@ -5,10 +5,10 @@
 // handed to every agent process as fd 3. While no agent runs, the
 // supervisor watches that socket and starts the agent when a connection
 // arrives; the connection waits in the socket's queue and the new agent
-// accepts it. An agent that exits with status 0 has left by itself (idle
-// with SNMP disabled) and is started again by the next connection. Any
-// other end of any process is a crash: the process is started again after
-// its back-off delay.
+// accepts it. An agent that exits with status 0 after running at least
+// 1 s has left by itself (idle with SNMP disabled) and is started again by
+// the next connection. Any other end of any process is a crash: the
+// process is started again after its back-off delay.
 //
 // Single-threaded: one poll loop (the platform's ThinRunner) over a
 // signalfd (SIGCHLD, SIGTERM, SIGINT, SIGHUP) and the agent's socket.
@@ -26,7 +26,9 @@
 namespace supervisor {
 
 // The agent's service id: its bus socket is <root>/tarn/run/bus/161.sock.
-enum : unsigned { kAgentService = 161 };
+// An agent leaves by itself only after this long idle, so a clean exit
+// that comes sooner counts as a failure.
+enum : unsigned { kAgentService = 161, kIdleLeaveMs = 1000 };
 
 class Supervisor {
  public:

@@ -2,8 +2,9 @@
 # tarn-supervisor with stand-in programs, over real processes and sockets:
 # the agent is started at once and leaves when idle without being started
 # again; a bus command to its socket starts it and is answered; processes
-# killed by a signal or exiting with an error are restarted with growing
-# delays and serve again; SIGTERM stops everything (a router that ignores
+# killed by a signal or exiting with an error (or, for the agent, with
+# status 0 too soon to be an idle leave) are restarted with growing delays
+# and serve again; SIGTERM stops everything (a router that ignores
 # SIGTERM is killed after the grace period) and nothing is left running.
 #   supervisor_test.sh SUPERVISOR STANDIN TARNCTL
 set -u
@@ -100,6 +101,13 @@ for _ in $(seq 100); do
   sleep 0.1
 done
 [ -n "$again" ] && [ "$again" != "$rpid" ] || bad "router not serving after restart"
+
+echo "== an agent ending at once with status 0 is restarted, not left waiting"
+touch "$root/tarn/quit-at-start"
+"$tarnctl" --timeout 1000 send 161 0x78 >/dev/null 2>&1
+wait_log "exited with status 0 before it could have been idle; restarting in"
+rm "$root/tarn/quit-at-start"
+[ -n "$(ask 161 get)" ] || bad "agent does not serve after quitting at start"
 
 echo "== SIGTERM stops everything"
 apid=$(ask 161 0x79)
