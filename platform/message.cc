@@ -1,0 +1,193 @@
+// tarn::message field access and the text dump used in diagnostics.
+#include "platform/message.h"
+
+#include <cstdio>
+#include <ostream>
+
+namespace tarn {
+
+int valueIndexOfTag(uint32_t tag) {
+  switch (tag) {
+    case kTagBool: return 0;
+    case kTagU32: return 1;
+    case kTagU64: return 2;
+    case kTagString: return 3;
+    case kTagRaw: return 4;
+    case kTagBoolArray: return 5;
+    case kTagU32Array: return 6;
+    case kTagU64Array: return 7;
+    case kTagStringArray: return 8;
+    case kTagMessageArray: return 9;
+    case kTagRawArray: return 10;
+    default: return -1;
+  }
+}
+
+const message::value* message::find(uint32_t tagged) const {
+  for (const field& f : fields_) {
+    if (f.id == tagged) return &f.v;
+  }
+  return nullptr;
+}
+
+void message::removeTagged(uint32_t tagged) {
+  for (auto it = fields_.begin(); it != fields_.end(); ++it) {
+    if (it->id == tagged) {
+      fields_.erase(it);
+      return;
+    }
+  }
+}
+
+bool message::insertTagged(uint32_t tagged, value v) {
+  if (valueIndexOfTag(tagged & kTagMask) != static_cast<int>(v.index())) {
+    return false;
+  }
+  for (field& f : fields_) {
+    if (f.id == tagged) {
+      f.v = std::move(v);
+      return true;
+    }
+  }
+  addField(tagged).v = std::move(v);
+  return true;
+}
+
+message::field& message::addField(uint32_t tagged) {
+  fields_.emplace_back();
+  fields_.back().id = tagged;
+  return fields_.back();
+}
+
+size_t message::countOf(const value& v) {
+  switch (v.index()) {
+    case 0: case 1: case 2: case 3: case 4:
+      return 1;
+    default:
+      return std::visit(
+          [](const auto& x) -> size_t {
+            if constexpr (std::is_same_v<std::decay_t<decltype(x)>, bool> ||
+                          std::is_arithmetic_v<std::decay_t<decltype(x)>>) {
+              return 1;
+            } else {
+              return x.size();
+            }
+          },
+          v);
+  }
+}
+
+std::vector<uint32_t> u32_vector(uint32_t a) { return {a}; }
+std::vector<uint32_t> u32_vector(uint32_t a, uint32_t b) { return {a, b}; }
+
+namespace {
+
+// Numbers up to 0xffff read best in decimal, larger ones (codes, field
+// numbers in the platform's ranges) in hex.
+void number(std::ostream& os, uint64_t v) {
+  char buf[24];
+  snprintf(buf, sizeof buf, v > 0xffff ? "0x%llx" : "%llu",
+           static_cast<unsigned long long>(v));
+  os << buf;
+}
+
+void quoted(std::ostream& os, const std::string& s) {
+  os << '"';
+  for (unsigned char c : s) {
+    if (c == '"' || c == '\\') {
+      os << '\\' << c;
+    } else if (c >= 0x20 && c < 0x7f) {
+      os << c;
+    } else {
+      char buf[8];
+      snprintf(buf, sizeof buf, "\\x%02x", c);
+      os << buf;
+    }
+  }
+  os << '"';
+}
+
+void hex(std::ostream& os, const bytes& b) {
+  static const char digits[] = "0123456789abcdef";
+  for (uint8_t c : b) os << digits[c >> 4] << digits[c & 15];
+}
+
+const char* kindName(uint32_t tag) {
+  switch (tag) {
+    case kTagBool: return "bool";
+    case kTagU32: return "u32";
+    case kTagU64: return "u64";
+    case kTagString: return "str";
+    case kTagRaw: return "raw";
+    case kTagBoolArray: return "bool[]";
+    case kTagU32Array: return "u32[]";
+    case kTagU64Array: return "u64[]";
+    case kTagStringArray: return "str[]";
+    case kTagMessageArray: return "msg[]";
+    case kTagRawArray: return "raw[]";
+    default: return "?";
+  }
+}
+
+template <class T, class F>
+void list(std::ostream& os, const std::vector<T>& v, F each) {
+  os << '[';
+  for (size_t i = 0; i < v.size(); ++i) {
+    if (i) os << ',';
+    each(v[i]);
+  }
+  os << ']';
+}
+
+struct Dumper {
+  std::ostream& os;
+  void operator()(bool v) { os << (v ? 1 : 0); }
+  void operator()(uint32_t v) { number(os, v); }
+  void operator()(uint64_t v) { number(os, v); }
+  void operator()(const std::string& v) { quoted(os, v); }
+  void operator()(const bytes& v) { hex(os, v); }
+  void operator()(const std::vector<bool>& v) {
+    list(os, v, [this](bool b) { os << (b ? 1 : 0); });
+  }
+  void operator()(const std::vector<uint32_t>& v) {
+    list(os, v, [this](uint32_t x) { number(os, x); });
+  }
+  void operator()(const std::vector<uint64_t>& v) {
+    list(os, v, [this](uint64_t x) { number(os, x); });
+  }
+  void operator()(const std::vector<std::string>& v) {
+    list(os, v, [this](const std::string& s) { quoted(os, s); });
+  }
+  void operator()(const std::vector<bytes>& v) {
+    list(os, v, [this](const bytes& b) { hex(os, b); });
+  }
+  void operator()(const std::vector<message::flat_message>& v) {
+    list(os, v, [this](const message::flat_message& f) {
+      message m;
+      if (message::parse(f.data(), f.size(), &m)) {
+        os << m;
+      } else {
+        os << "<invalid>";
+      }
+    });
+  }
+};
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& os, const message& m) {
+  os << '{';
+  bool first = true;
+  Dumper dump{os};
+  for (const message::field& f : m.fields()) {
+    if (!first) os << ' ';
+    first = false;
+    os << kindName(f.id & kTagMask) << ':';
+    number(os, f.id & kNumberMask);
+    os << '=';
+    std::visit(dump, f.v);
+  }
+  return os << '}';
+}
+
+}  // namespace tarn

@@ -1,0 +1,218 @@
+// tarn::message: the platform's typed record of fields, the unit of every bus
+// exchange and of every stored object.
+//
+// A field is keyed by a 32-bit id whose top 5 bits are a type tag and whose
+// low 27 bits are the field number. Typed id kinds (u32_id, string_id, ...)
+// build the tagged id from a number, so one number under two kinds names two
+// different fields. Fields keep insertion order; inserting a present field
+// replaces its value where it stands. Lookups scan the fields linearly: bus
+// messages hold tens of fields, where a scan beats any index.
+//
+// flat_message is the byte form of a message (see flat.cc for the layout).
+// message::parse decodes it and refuses, with a false result and without
+// touching memory outside the input, every malformed or truncated input.
+#ifndef TARN_PLATFORM_MESSAGE_H_
+#define TARN_PLATFORM_MESSAGE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tarn {
+
+typedef std::vector<uint8_t> bytes;
+
+enum : uint32_t {
+  kTagMask = 0xF8000000u,
+  kNumberMask = 0x07FFFFFFu,
+  kTagBool = 0x00000000u,
+  kTagU32 = 0x08000000u,
+  kTagU64 = 0x10000000u,
+  kTagString = 0x20000000u,
+  kTagRaw = 0x30000000u,
+  kTagBoolArray = 0x80000000u,
+  kTagU32Array = 0x88000000u,
+  kTagU64Array = 0x90000000u,
+  kTagStringArray = 0xA0000000u,
+  kTagMessageArray = 0xA8000000u,
+  kTagRawArray = 0xB0000000u,
+};
+
+// A typed field id. Variant only tells apart kinds that share a tag
+// (u32/be32), so that overloads and dumps can differ if ever needed.
+template <uint32_t Tag, class T, int Variant>
+struct field_id {
+  typedef T value_type;
+  static constexpr uint32_t tag = Tag;
+  explicit constexpr field_id(uint32_t number)
+      : id((number & kNumberMask) | Tag) {}
+  uint32_t id;  // the tagged id
+};
+
+class message;
+
+namespace detail {
+template <class T> struct same { typedef T type; };
+}  // namespace detail
+
+class message {
+ public:
+  // The serialised form of a message; also the element of message arrays.
+  class flat_message : public bytes {
+   public:
+    flat_message() {}
+    explicit flat_message(const message& m) { m.flatten(*this); }
+  };
+
+  typedef std::variant<bool, uint32_t, uint64_t, std::string, bytes,
+                       std::vector<bool>, std::vector<uint32_t>,
+                       std::vector<uint64_t>, std::vector<std::string>,
+                       std::vector<flat_message>, std::vector<bytes>>
+      value;
+  struct field {
+    uint32_t id;
+    value v;
+  };
+
+  message() {}
+  // Decodes a flat message; an invalid one gives an empty message (use
+  // parse() where failure must be seen).
+  explicit message(const flat_message& flat);
+
+  // Decodes size bytes at data into *out (replacing its content). Returns
+  // false, leaving *out empty, on truncation, counts or lengths running past
+  // the end, trailing bytes, bool bytes other than 0/1, unknown tags, or
+  // nested messages that are themselves invalid.
+  static bool parse(const uint8_t* data, size_t size, message* out);
+
+  // Appends the flat form to out (out is cleared first).
+  void flatten(bytes& out) const;
+  // Appends the flat form to out without clearing it (frames, stores).
+  void appendFlat(bytes& out) const;
+
+  // Scalar access: the value, or def when absent.
+  template <uint32_t G, class T, int V>
+  T get(field_id<G, T, V> k, const typename detail::same<T>::type& def) const {
+    const T* p = findAs<T>(k.id);
+    return p ? *p : def;
+  }
+  // Array access: the stored vector, or an empty one when absent.
+  template <uint32_t G, class T, int V>
+  const T& get(field_id<G, T, V> k) const {
+    static const T empty;
+    const T* p = findAs<T>(k.id);
+    return p ? *p : empty;
+  }
+  // The stored vector, created empty when absent.
+  template <uint32_t G, class T, int V>
+  T& operator[](field_id<G, T, V> k) {
+    T* p = findAs<T>(k.id);
+    if (p) return *p;
+    field& f = addField(k.id);
+    return f.v.template emplace<T>();
+  }
+
+  template <uint32_t G, class T, int V>
+  void insert(field_id<G, T, V> k, typename detail::same<T>::type v) {
+    T* p = findAs<T>(k.id);
+    if (p) {
+      *p = std::move(v);
+    } else {
+      addField(k.id).v.template emplace<T>(std::move(v));
+    }
+  }
+  // Convenience for paths: inserts {a} or {a, b} into an array field.
+  template <uint32_t G, int V>
+  void insert_vector(field_id<G, std::vector<uint32_t>, V> k, uint32_t a) {
+    insert(k, std::vector<uint32_t>{a});
+  }
+  template <uint32_t G, int V>
+  void insert_vector(field_id<G, std::vector<uint32_t>, V> k, uint32_t a,
+                     uint32_t b) {
+    insert(k, std::vector<uint32_t>{a, b});
+  }
+
+  // Element count: 0 when absent, 1 for a present scalar, the vector's size
+  // for an array. has() is true when the count is not 0.
+  template <uint32_t G, class T, int V>
+  size_t size(field_id<G, T, V> k) const {
+    const value* v = find(k.id);
+    return v ? countOf(*v) : 0;
+  }
+  template <uint32_t G, class T, int V>
+  bool has(field_id<G, T, V> k) const {
+    return size(k) != 0;
+  }
+  template <uint32_t G, class T, int V>
+  bool has_array(field_id<G, T, V> k) const {
+    return size(k) != 0;
+  }
+  template <uint32_t G, class T, int V>
+  void remove(field_id<G, T, V> k) {
+    removeTagged(k.id);
+  }
+
+  // Raw field access for codecs, dumps and tools.
+  const std::vector<field>& fields() const { return fields_; }
+  const value* find(uint32_t tagged) const;
+  void removeTagged(uint32_t tagged);
+  // Sets a field by tagged id; false if the value's type does not match
+  // the tag.
+  bool insertTagged(uint32_t tagged, value v);
+  bool empty() const { return fields_.empty(); }
+  void clear() { fields_.clear(); }
+
+ private:
+  template <class T>
+  const T* findAs(uint32_t tagged) const {
+    const value* v = find(tagged);
+    return v ? std::get_if<T>(v) : nullptr;
+  }
+  template <class T>
+  T* findAs(uint32_t tagged) {
+    return const_cast<T*>(static_cast<const message*>(this)->findAs<T>(tagged));
+  }
+  static size_t countOf(const value& v);
+  // Appends a field holding false; the caller sets its value.
+  field& addField(uint32_t tagged);
+
+  std::vector<field> fields_;
+};
+
+typedef message::flat_message flat_message;
+
+typedef field_id<kTagBool, bool, 0> bool_id;
+typedef field_id<kTagU32, uint32_t, 0> u32_id;
+typedef field_id<kTagU32, uint32_t, 1> be32_id;
+typedef field_id<kTagU64, uint64_t, 0> u64_id;
+typedef field_id<kTagString, std::string, 0> string_id;
+typedef field_id<kTagRaw, bytes, 0> raw_id;
+typedef field_id<kTagBoolArray, std::vector<bool>, 0> bool_array_id;
+typedef field_id<kTagU32Array, std::vector<uint32_t>, 0> u32_array_id;
+typedef field_id<kTagU32Array, std::vector<uint32_t>, 1> be32_array_id;
+typedef field_id<kTagU64Array, std::vector<uint64_t>, 0> u64_array_id;
+typedef field_id<kTagStringArray, std::vector<std::string>, 0>
+    string_array_id;
+typedef field_id<kTagMessageArray, std::vector<flat_message>, 0>
+    message_array_id;
+typedef field_id<kTagRawArray, std::vector<bytes>, 0> raw_array_id;
+
+// The variant alternative that holds values of a tag, or -1 for an unknown
+// tag.
+int valueIndexOfTag(uint32_t tag);
+
+// Paths: {a} and {a, b}.
+std::vector<uint32_t> u32_vector(uint32_t a);
+std::vector<uint32_t> u32_vector(uint32_t a, uint32_t b);
+
+// One-line text dump of every field, e.g.
+//   {u32:0xff0007=0xfe0002 u32[]:0xff0001=[20,0] str:0x10006="ether1"}
+// Field kinds are written as the bus client's field syntax names them.
+std::ostream& operator<<(std::ostream& os, const message& m);
+
+}  // namespace tarn
+
+#endif  // TARN_PLATFORM_MESSAGE_H_

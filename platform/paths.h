@@ -1,0 +1,29 @@
+// Platform paths. Every platform path ("/tarn/store/snmpd", the bus sockets)
+// lives under the root named by TARN_ROOT (unset or empty: "/"); rootPath is
+// the one place that maps them.
+#ifndef TARN_PLATFORM_PATHS_H_
+#define TARN_PLATFORM_PATHS_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tarn {
+
+// "/tarn/x" -> "$TARN_ROOT/tarn/x" (read from the environment on each call,
+// so tests may change it between cases).
+std::string rootPath(const std::string& platformPath);
+
+// Creates the directory dir (a real path, already mapped) and its missing
+// parents; the last one gets mode, parents 0755. True if it exists after.
+bool makeDirs(const std::string& dir, mode_t mode);
+
+// The directory part of a real path ("/a/b/c" -> "/a/b").
+std::string dirName(const std::string& path);
+
+// The bus socket of service id: <root>/tarn/run/bus/<id>.sock.
+std::string busSocketPath(unsigned service);
+
+}  // namespace tarn
+
+#endif  // TARN_PLATFORM_PATHS_H_

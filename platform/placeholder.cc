@@ -1,1 +1,0 @@
-namespace tarn { int placeholder = 0; }

@@ -1,0 +1,120 @@
+// The store: reload, corrupt files, and crash safety under SIGKILL.
+#include "platform/store.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+
+#include "platform/diag.h"
+#include "platform/paths.h"
+#include "tests/platform/test_root.h"
+
+using namespace tarn;
+
+namespace {
+
+std::vector<std::string> g_diags;
+void capture(const std::string& line) { g_diags.push_back(line); }
+
+message value(uint32_t v) {
+  message m;
+  m.insert(u32_id(1), v);
+  m.insert(string_id(2), "secret");
+  return m;
+}
+
+TEST(Store, ReloadsInAscendingIdOrderWithModes) {
+  tarn_test::TempRoot root;
+  {
+    Store s("/tarn/store/test", 5);
+    EXPECT_TRUE(s.set(7, value(70)));
+    EXPECT_TRUE(s.set(2, value(20)));
+    EXPECT_TRUE(s.set(9, value(90)));
+    EXPECT_TRUE(s.remove(9));
+  }
+  Store s("/tarn/store/test", 5);
+  std::vector<unsigned> ids;
+  for (auto it = s.begin(); it != s.end(); ++it) ids.push_back(it->first);
+  EXPECT_EQ((std::vector<unsigned>{2, 7}), ids);
+  EXPECT_EQ(70u, s.get(7).get(u32_id(1), 0));
+  EXPECT_TRUE(s.get(9).empty());
+  EXPECT_TRUE(s.find(9) == s.end());
+  struct stat st;
+  ASSERT_EQ(0, stat((root.dir() + "/tarn/store/test").c_str(), &st));
+  EXPECT_EQ(0600u, st.st_mode & 0777);
+  ASSERT_EQ(0, stat((root.dir() + "/tarn/store").c_str(), &st));
+  EXPECT_EQ(0700u, st.st_mode & 0777);
+}
+
+TEST(Store, CorruptFileIsMovedAsideAndStoreStartsEmpty) {
+  tarn_test::TempRoot root;
+  std::string file = root.dir() + "/tarn/store/bad";
+  {
+    Store s("/tarn/store/bad", 5);
+    s.set(1, value(1));
+  }
+  {
+    std::fstream f(file, std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(14);
+    f.put('\x55');
+  }
+  g_diags.clear();
+  DiagSink old = setDiagSink(capture);
+  Store s("/tarn/store/bad", 5);
+  setDiagSink(old);
+  EXPECT_EQ(0u, s.size());
+  ASSERT_EQ(1u, g_diags.size());
+  EXPECT_EQ("tarn: store " + file + " is corrupt, moved to " + file +
+                ".corrupt, starting empty",
+            g_diags[0]);
+  EXPECT_EQ(0, access((file + ".corrupt").c_str(), F_OK));
+}
+
+// A child sets objects in a loop and reports each acknowledged set through
+// a pipe; it is killed at an arbitrary moment. The reloaded store must be
+// valid and hold at least every acknowledged value.
+TEST(Store, SurvivesSigkillWithEveryAcknowledgedSet) {
+  tarn_test::TempRoot root;
+  const unsigned kObjects = 8;
+  int p[2];
+  ASSERT_EQ(0, pipe(p));
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    close(p[0]);
+    Store s("/tarn/store/crash", 5);
+    for (uint32_t i = 1;; ++i) {
+      s.set(i % kObjects, value(i));
+      std::string ack = std::to_string(i) + "\n";
+      if (write(p[1], ack.data(), ack.size()) < 0) _exit(1);
+    }
+  }
+  close(p[1]);
+  FILE* in = fdopen(p[0], "r");
+  unsigned acked = 0, target = 40 + static_cast<unsigned>(getpid() % 17);
+  std::map<unsigned, unsigned> lastAck;
+  while (acked < target && fscanf(in, "%u", &acked) == 1) {
+    lastAck[acked % kObjects] = acked;
+  }
+  kill(pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+  while (fscanf(in, "%u", &acked) == 1) lastAck[acked % kObjects] = acked;
+  fclose(in);
+
+  g_diags.clear();
+  DiagSink old = setDiagSink(capture);
+  Store s("/tarn/store/crash", 5);
+  setDiagSink(old);
+  EXPECT_TRUE(g_diags.empty());
+  for (const auto& kv : lastAck) {
+    EXPECT_GE(s.get(kv.first).get(u32_id(1), 0), kv.second) << kv.first;
+  }
+}
+
+}  // namespace
