@@ -76,29 +76,34 @@ unsigned Looper::sleepTime(unsigned ms) {
   return (bus_.hasPending() || !local_.empty()) ? 0 : ms;
 }
 
+bool Looper::runOnce(unsigned maxWaitMs) {
+  bool worked = bus_.drainPending();
+  while (!local_.empty() && !stop_) {
+    message m = std::move(local_.front());
+    local_.pop_front();
+    Origin saved = current_;
+    current_ = Origin{0, geteuid()};
+    dispatchMessage(m);
+    current_ = saved;
+    worked = true;
+  }
+  if (stop_) return worked;
+  return ThinRunner::runOnce(worked ? 0 : maxWaitMs) || worked;
+}
+
 void Looper::run() {
   onInit();
   stop_ = false;
   uint64_t lastWork = nowMs();
   while (!stop_) {
-    bool worked = bus_.drainPending();
-    while (!local_.empty() && !stop_) {
-      message m = std::move(local_.front());
-      local_.pop_front();
-      Origin saved = current_;
-      current_ = Origin{0, geteuid()};
-      dispatchMessage(m);
-      current_ = saved;
-      worked = true;
-    }
-    if (stop_) break;
     unsigned wait = 0xFFFFFFFFu;
     if (leaveMs_) {
       uint64_t idle = nowMs() - lastWork;
-      if (!worked && idle >= leaveMs_ && canLeave()) break;
-      wait = idle >= leaveMs_ ? leaveMs_ : leaveMs_ - static_cast<unsigned>(idle);
+      if (idle >= leaveMs_ && canLeave()) break;
+      wait = idle >= leaveMs_ ? leaveMs_
+                              : leaveMs_ - static_cast<unsigned>(idle);
     }
-    if (runOnce(wait) || worked) lastWork = nowMs();
+    if (runOnce(wait)) lastWork = nowMs();
   }
 }
 

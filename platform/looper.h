@@ -48,6 +48,9 @@ class Looper : public Handler, public ThinRunner {
   // Asked before leaving an idle loop (setupLeave); default yes.
   virtual bool canLeave();
   void run() override;
+  // One pass of run(): messages sent to ourselves and requests kept during
+  // exchanges, then the runner's timers and sockets. True if it did work.
+  bool runOnce(unsigned maxWaitMs);
 
   void loadPermData(const message& data) override;
   void savePermData(message& data) override;

@@ -79,8 +79,9 @@ class message {
 
   message() {}
   // Decodes a flat message; an invalid one gives an empty message (use
-  // parse() where failure must be seen).
-  explicit message(const flat_message& flat);
+  // parse() where failure must be seen). Implicit, so an element of a
+  // message array reads as a message where one is wanted.
+  message(const flat_message& flat);  // NOLINT(runtime/explicit)
 
   // Decodes size bytes at data into *out (replacing its content). Returns
   // false, leaving *out empty, on truncation, counts or lengths running past

@@ -17,9 +17,11 @@
 #include "platform/looper.h"
 #include "platform/paths.h"
 #include "platform/wire.h"
+#include "tests/platform/raw_bus.h"
 #include "tests/platform/test_root.h"
 
 using namespace tarn;
+using namespace tarn_test;
 
 namespace {
 
@@ -29,60 +31,6 @@ const unsigned kLinkCode = 0x10004;
 
 std::vector<std::string> g_diags;
 void capture(const std::string& line) { g_diags.push_back(line); }
-
-int rawConnect(unsigned service) {
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un a = sockaddr_un();
-  a.sun_family = AF_UNIX;
-  busSocketPath(service).copy(a.sun_path, sizeof a.sun_path - 1);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-int rawListen(unsigned service) {
-  makeDirs(rootPath("/tarn/run/bus"), 0700);
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un a = sockaddr_un();
-  a.sun_family = AF_UNIX;
-  busSocketPath(service).copy(a.sun_path, sizeof a.sun_path - 1);
-  if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
-      listen(fd, 4) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-void writeFrame(int fd, const message& m) {
-  bytes frame;
-  wire::put32(frame, 0);
-  m.appendFlat(frame);
-  wire::set32(frame, 0, static_cast<uint32_t>(frame.size() - 4));
-  ASSERT_EQ(static_cast<ssize_t>(frame.size()),
-            write(fd, frame.data(), frame.size()));
-}
-
-// Reads one frame within ms; false on time-out or end.
-bool readFrame(int fd, message* m, int ms) {
-  bytes buf;
-  uint64_t deadline = nowMs() + ms;
-  for (;;) {
-    if (buf.size() >= 4) {
-      uint32_t len = wire::get32(buf.data());
-      if (buf.size() >= 4 + len) return message::parse(buf.data() + 4, len, m);
-    }
-    pollfd p{fd, POLLIN, 0};
-    int left = static_cast<int>(deadline - nowMs());
-    if (left <= 0 || poll(&p, 1, left) <= 0) return false;
-    uint8_t chunk[4096];
-    ssize_t n = read(fd, chunk, sizeof chunk);
-    if (n <= 0) return false;
-    buf.insert(buf.end(), chunk, chunk + n);
-  }
-}
 
 message request(unsigned service, unsigned cmd) {
   message m;
