@@ -55,7 +55,9 @@ bool Netlink::walk(const uint8_t* buf, size_t n, const Visit& visit,
   // The kernel aligns every message; the buffer is aligned for nlmsghdr.
   const nlmsghdr* h = reinterpret_cast<const nlmsghdr*>(buf);
   int left = static_cast<int>(n);
-  for (; NLMSG_OK(h, left); h = NLMSG_NEXT(h, left)) {
+  while (left >= static_cast<int>(sizeof(nlmsghdr)) &&
+         h->nlmsg_len >= sizeof(nlmsghdr) &&
+         h->nlmsg_len <= static_cast<uint32_t>(left)) {
     if (h->nlmsg_type == NLMSG_DONE) return true;
     if (h->nlmsg_type == NLMSG_ERROR) {
       const nlmsgerr* e = static_cast<const nlmsgerr*>(NLMSG_DATA(h));
@@ -63,6 +65,9 @@ bool Netlink::walk(const uint8_t* buf, size_t n, const Visit& visit,
       return true;
     }
     if (h->nlmsg_type >= RTM_BASE) visit(h);
+    left -= static_cast<int>(NLMSG_ALIGN(h->nlmsg_len));
+    h = reinterpret_cast<const nlmsghdr*>(reinterpret_cast<const uint8_t*>(h) +
+                                          NLMSG_ALIGN(h->nlmsg_len));
   }
   return false;
 }

@@ -82,6 +82,9 @@ class Client : public tarn::Looper {
   std::vector<tarn::message> events;
 };
 
+// Exit status of the child when it may not make a network namespace.
+const int kNoNetns = 3;
+
 // One tarn-routerd child. Its diagnostics go to <root>/routerd.log.
 class Routerd {
  public:
@@ -93,7 +96,7 @@ class Routerd {
       int fd = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
       dup2(fd, 2);
       if (!netnsSetup.empty()) {
-        if (unshare(CLONE_NEWNET) != 0) _exit(3);
+        if (unshare(CLONE_NEWNET) != 0) _exit(kNoNetns);
         std::string cmd = "bash -ec '" + netnsSetup + "' >&2";
         if (system(cmd.c_str()) != 0) _exit(4);
       }
@@ -118,6 +121,7 @@ class Routerd {
       int status;
       if (waitpid(pid_, &status, WNOHANG) == pid_) {
         pid_ = -1;
+        exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         return false;
       }
       usleep(20000);
@@ -149,11 +153,14 @@ class Routerd {
     return out;
   }
   pid_t pid() const { return pid_; }
+  // The exit status of a child that ended before it was ready.
+  int exitStatus() const { return exitStatus_; }
   std::string log() const { return readAll(log_); }
 
  private:
   std::string log_;
   pid_t pid_;
+  int exitStatus_ = -1;
 };
 
 }  // namespace router_test
