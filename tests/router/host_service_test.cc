@@ -50,11 +50,11 @@ class HostTest : public ::testing::Test {
     if (geteuid() != 0) GTEST_SKIP() << "needs root for a network namespace";
     routerd_.reset(new Routerd(root_.dir(), {"--host"}, kSetup));
     client_.reset(new Client());
-    if (!routerd_->ready(*client_) &&
-        routerd_->exitStatus() == router_test::kNoNetns) {
+    bool ready = routerd_->ready(*client_);
+    if (!ready && routerd_->exitStatus() == router_test::kNoNetns) {
       GTEST_SKIP() << "cannot make a network namespace here";
     }
-    ASSERT_TRUE(routerd_->pid() > 0) << routerd_->log();
+    ASSERT_TRUE(ready) << routerd_->log();
     for (const message& m : client_->walk(20, 0, 2)) {
       byName_[m.get(string_id(0x10006), "")] = m;
     }
