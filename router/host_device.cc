@@ -167,9 +167,8 @@ void HostDevice::noteState(uint32_t id, LinkState s) {
   auto it = links_.find(id);
   const uint32_t bits = kStateAdminUp | kStateRunning;
   if (it != links_.end() && ((it->second.state ^ s.state) & bits) == 0) return;
-  bool known = it != links_.end();
-  links_[id] = s;
-  if (known) linkChanged(id, s.flags, s.state);
+  links_[id] = s;  // a new interface's first state is a change too
+  linkChanged(id, s.flags, s.state);
 }
 
 void HostDevice::onEvents(int, unsigned) {
@@ -181,12 +180,7 @@ void HostDevice::onEvents(int, unsigned) {
     } else if (h->nlmsg_type == RTM_NEWLINK) {
       LinkInfo l;
       parseLink(h, &l);
-      if (links_.count(l.id)) {
-        noteState(l.id, LinkState{l.flags, l.state});
-      } else {  // a new interface: its first state is a change too
-        links_[l.id] = LinkState{l.flags, l.state};
-        linkChanged(l.id, l.flags, l.state);
-      }
+      noteState(l.id, LinkState{l.flags, l.state});
     }
   });
   if (!complete) {  // events were lost: compare with a fresh reading
@@ -225,10 +219,12 @@ void HostDevice::readLinks(ItemList* out) {
     out->add(l.id, l.item);
   });
   out->sort(nullptr);
-  if (links_.empty()) {
+  if (links_.empty()) {  // the first reading: nothing to compare with
     links_ = seen;
     return;
   }
+  // Normally the events came first and this finds nothing new; after lost
+  // events it publishes what changed meanwhile.
   for (const auto& s : seen) noteState(s.first, s.second);
 }
 

@@ -58,7 +58,8 @@ class HostDevice : public Device {
   void readRoutes(ItemList* out);
   uint32_t rateOf(const std::string& name);
   void onEvents(int fd, unsigned events);
-  // Publishes the interface's state when it differs from the last seen.
+  // Publishes the interface's state when it differs from the last seen or
+  // the interface is new.
   void noteState(uint32_t id, LinkState s);
 
   Options options_;
