@@ -38,7 +38,8 @@ void usage(std::ostream& os) {
     os << " " << n.name;
   }
   os << "\n\n" << kExamples
-     << "\nThe bus root is $TARN_ROOT (default /).\n";
+     << "\nExit status: 0 success, 1 error reply (time-out and absent service\n"
+     << "included), 2 usage error. The bus root is $TARN_ROOT (default /).\n";
 }
 
 }  // namespace

@@ -23,6 +23,8 @@ namespace {
 
 // Frames above this are taken for garbage rather than buffered.
 const uint32_t kMaxFrame = 64u << 20;
+// A peer that leaves this much of our output unread is taken for stuck.
+const size_t kMaxBacklog = 2 * static_cast<size_t>(kMaxFrame);
 
 void setNonBlocking(int fd) {
   fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -224,6 +226,10 @@ bool Bus::readIn(Conn* c) {
 }
 
 bool Bus::flush(Conn* c) {
+  if (c->out.size() - c->outStart > kMaxBacklog) {
+    diag("tarn: " + c->who() + " does not read, connection closed");
+    return false;
+  }
   while (c->outStart < c->out.size()) {
     ssize_t n = ::send(c->fd, c->out.data() + c->outStart,
                        c->out.size() - c->outStart,
@@ -267,12 +273,10 @@ bool Bus::send(unsigned service, const message& m) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     Conn* c = connFor(service);
     if (!c) return false;
-    bool fresh = c->out.empty();
     appendFrame(c, m);
     if (flush(c)) return true;
-    // A kept connection whose peer went away: reopen once.
+    // A kept connection whose peer went away (restarted): reopen once.
     close(c, "");
-    if (!fresh) return false;
   }
   return false;
 }
@@ -331,8 +335,10 @@ message Bus::exchange(unsigned service, message& m, int timeoutMs) {
     if ((p.revents & (POLLIN | POLLHUP | POLLERR)) && !readIn(c)) {
       // Take the frames that came before the end, then give up.
       while ((got = nextFrame(c, &in)) == 1) {
-        if (in.get(bool_id(kFieldReply), false) &&
-            in.get(u32_id(kFieldSeq), 0) == seq) {
+        if (!in.get(bool_id(kFieldReply), false)) {
+          pending_.emplace_back(std::move(in), Origin{c->id, c->uid});
+          in = message();
+        } else if (in.get(u32_id(kFieldSeq), 0) == seq) {
           close(c, "");
           return in;
         }

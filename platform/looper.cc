@@ -93,7 +93,6 @@ bool Looper::runOnce(unsigned maxWaitMs) {
 
 void Looper::run() {
   onInit();
-  stop_ = false;
   uint64_t lastWork = nowMs();
   while (!stop_) {
     unsigned wait = 0xFFFFFFFFu;
@@ -105,6 +104,7 @@ void Looper::run() {
     }
     if (runOnce(wait)) lastWork = nowMs();
   }
+  stop_ = false;
 }
 
 void Looper::deliver(void* self, message& m, const Origin& from) {

@@ -1,8 +1,6 @@
 // The poll(2) loop of tarn::ThinRunner.
 #include "platform/runner.h"
 
-#include <poll.h>
-
 #include <algorithm>
 
 #include "platform/clock.h"
@@ -42,8 +40,8 @@ ThinRunner::~ThinRunner() {
 void ThinRunner::shutdown() { stop_ = true; }
 
 void ThinRunner::run() {
-  stop_ = false;
   while (!stop_) runOnce(0xFFFFFFFFu);
+  stop_ = false;  // a shutdown ends one run, and one made before run too
 }
 
 unsigned ThinRunner::sleepTime(unsigned ms) { return ms; }
@@ -165,10 +163,10 @@ bool ThinRunner::runOnce(unsigned maxWaitMs) {
   unsigned wait = std::min(maxWaitMs, sleepTime(timerDelay));
   if (worked) wait = 0;
 
-  std::vector<pollfd> fds;
-  std::vector<uint64_t> gens;
-  fds.reserve(socks_.size());
-  gens.reserve(socks_.size());
+  std::vector<pollfd>& fds = pollFds_;
+  std::vector<uint64_t>& gens = pollGens_;
+  fds.clear();
+  gens.clear();
   for (const Sock& s : socks_) {
     short ev = 0;
     if (s.events & kEventRead) ev |= POLLIN;

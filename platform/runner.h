@@ -14,6 +14,8 @@
 #ifndef TARN_PLATFORM_RUNNER_H_
 #define TARN_PLATFORM_RUNNER_H_
 
+#include <poll.h>
+
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -140,6 +142,9 @@ class ThinRunner {
   bool fireDueTimers();
 
   std::vector<Sock> socks_;
+  // Reused by every pass, so polling allocates nothing in the steady state.
+  std::vector<struct pollfd> pollFds_;
+  std::vector<uint64_t> pollGens_;
   std::vector<std::unique_ptr<Timer>> timers_;  // sorted by (due, seq)
   uint64_t nextSeq_ = 1;
   uint64_t nextGeneration_ = 1;

@@ -159,24 +159,35 @@ class Client : public Looper {
   message notified;
 };
 
-TEST(Bus, TwoProcessesRequestReplyAndNotification) {
-  tarn_test::TempRoot root;
+pid_t startServer() {
   pid_t pid = fork();
-  ASSERT_GE(pid, 0);
   if (pid == 0) {
     alarm(20);
     Server s;
     s.run();
     _exit(0);
   }
-  Client c;
+  return pid;
+}
+
+// Exchanges get-one until the server answers (it may still be starting).
+message askServer(Looper& l, uint32_t id) {
   message r;
   uint64_t start = nowMs();
-  do {  // until the server listens
+  do {
     message m = request(kServer, kCmdGetObj);
-    m.insert(u32_id(kFieldObjId), 21);
-    r = c.exchangeMessage(m, 2000);
+    m.insert(u32_id(kFieldObjId), id);
+    r = l.exchangeMessage(m, 2000);
   } while (isError(r) && nowMs() - start < 5000 && usleep(20000) == 0);
+  return r;
+}
+
+TEST(Bus, TwoProcessesRequestReplyAndNotification) {
+  tarn_test::TempRoot root;
+  pid_t pid = startServer();
+  ASSERT_GT(pid, 0);
+  Client c;
+  message r = askServer(c, 21);
   EXPECT_EQ(42u, r.get(u32_id(1), 0)) << r;
   EXPECT_EQ((std::vector<uint32_t>{kServer, 0}),
             r.get(u32_array_id(kFieldSrc)));
@@ -204,6 +215,25 @@ TEST(Bus, TwoProcessesRequestReplyAndNotification) {
   int status = 0;
   waitpid(pid, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+// The client keeps its connection; the server is killed and started again;
+// the next exchange finds the old connection dead and opens a new one.
+TEST(Bus, KeptConnectionSurvivesPeerRestart) {
+  tarn_test::TempRoot root;
+  pid_t first = startServer();
+  ASSERT_GT(first, 0);
+  Looper c(kClient);
+  EXPECT_EQ(2u, askServer(c, 1).get(u32_id(1), 0));
+  kill(first, SIGKILL);
+  waitpid(first, nullptr, 0);
+  pid_t second = startServer();
+  ASSERT_GT(second, 0);
+  message r = askServer(c, 2);
+  EXPECT_EQ(4u, r.get(u32_id(1), 0)) << r;
+  message stop = request(kServer, kCmdStop);
+  c.exchangeMessage(stop, 3000);
+  waitpid(second, nullptr, 0);
 }
 
 }  // namespace

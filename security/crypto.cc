@@ -1,0 +1,198 @@
+// The SNMPv3 security primitives over OpenSSL's libcrypto. This is the only
+// file of the agent that includes OpenSSL: digests go through the EVP
+// interface (both 1.0.x and 1.1+/3.x), DES through the low-level calls,
+// because OpenSSL 3's EVP refuses DES without the legacy provider.
+#include "security/crypto.h"
+
+// MD5 and DES are deprecated in OpenSSL 3 but are what the protocol needs;
+// keep the declarations quiet so the build stays warning-free.
+#define OPENSSL_SUPPRESS_DEPRECATED 1
+
+#include <openssl/des.h>
+#include <openssl/evp.h>
+#include <openssl/opensslv.h>
+
+#include <algorithm>
+
+struct Digest {
+  const EVP_MD* (*md)();
+};
+
+namespace {
+
+const Digest kMd5 = {EVP_md5};
+const Digest kSha1 = {EVP_sha1};
+
+// Bytes the password is stretched to, fed in blocks of this size.
+constexpr unsigned STRETCH_BYTES = 1048576;
+constexpr unsigned STRETCH_BLOCK = 64;
+constexpr unsigned PAD_HALF = PAD_BLOCKS_SIZE / 2;
+
+// One digest computation; the context is freed with the object.
+class Hasher {
+ public:
+#if OPENSSL_VERSION_NUMBER >= 0x10100000L
+  Hasher() : ctx_(EVP_MD_CTX_new()) {}
+  ~Hasher() { EVP_MD_CTX_free(ctx_); }
+#else
+  Hasher() : ctx_(EVP_MD_CTX_create()) {}
+  ~Hasher() { EVP_MD_CTX_destroy(ctx_); }
+#endif
+  Hasher(const Hasher&) = delete;
+  Hasher& operator=(const Hasher&) = delete;
+
+  bool init(const Digest* digest) {
+    ok_ = ctx_ && digest && EVP_DigestInit_ex(ctx_, digest->md(), nullptr) == 1;
+    return ok_;
+  }
+  void update(const void* bytes, size_t len) {
+    if (ok_ && len > 0) ok_ = EVP_DigestUpdate(ctx_, bytes, len) == 1;
+  }
+  // The digest, or an empty vector if any step failed.
+  std::vector<unsigned char> final() {
+    unsigned char md[EVP_MAX_MD_SIZE];
+    unsigned len = 0;
+    if (!ok_ || EVP_DigestFinal_ex(ctx_, md, &len) != 1) return {};
+    ok_ = false;
+    return std::vector<unsigned char>(md, md + len);
+  }
+
+ private:
+  EVP_MD_CTX* ctx_;
+  bool ok_ = false;
+};
+
+}  // namespace
+
+const Digest* const methods[DIGEST_COUNT] = {&kMd5, &kSha1};
+
+const Digest* digestOf(unsigned protocol) {
+  return protocol < DIGEST_COUNT ? methods[protocol] : nullptr;
+}
+
+unsigned digestSize(const Digest* digest) {
+  return digest ? static_cast<unsigned>(EVP_MD_size(digest->md())) : 0;
+}
+
+std::vector<unsigned char> passwordToAKey(const std::string& password,
+                                          const Digest* digest) {
+  if (password.empty()) return {};
+  Hasher h;
+  if (!h.init(digest)) return {};
+  // The password repeated to cover any 64-byte window that starts inside its
+  // first copy: block i is the window at (i * 64) mod length.
+  const size_t len = password.size();
+  std::string cycle;
+  cycle.reserve(len + STRETCH_BLOCK);
+  while (cycle.size() < len + STRETCH_BLOCK) cycle += password;
+  size_t start = 0;
+  for (unsigned fed = 0; fed < STRETCH_BYTES; fed += STRETCH_BLOCK) {
+    h.update(cycle.data() + start, STRETCH_BLOCK);
+    start = (start + STRETCH_BLOCK) % len;
+  }
+  return h.final();
+}
+
+std::vector<unsigned char> passwordToAKey(const std::string& password,
+                                          unsigned protocol) {
+  return passwordToAKey(password, digestOf(protocol));
+}
+
+std::vector<unsigned char> aKeyToBKey(const std::vector<unsigned char>& key,
+                                      const std::string& engineID,
+                                      const Digest* digest) {
+  Hasher h;
+  if (!h.init(digest)) return {};
+  h.update(key.data(), key.size());
+  h.update(engineID.data(), engineID.size());
+  h.update(key.data(), key.size());
+  return h.final();
+}
+
+std::vector<unsigned char> aKeyToBKey(const std::vector<unsigned char>& key,
+                                      const std::string& engineID,
+                                      unsigned protocol) {
+  return aKeyToBKey(key, engineID, digestOf(protocol));
+}
+
+std::vector<unsigned char> bKeyToDKey(const std::vector<unsigned char>& key,
+                                      const Digest*) {
+  std::vector<unsigned char> pads(PAD_BLOCKS_SIZE);
+  for (unsigned i = 0; i < PAD_HALF; ++i) {
+    const unsigned char k = i < key.size() ? key[i] : 0;
+    pads[i] = k ^ 0x36;
+    pads[PAD_HALF + i] = k ^ 0x5C;
+  }
+  return pads;
+}
+
+std::vector<unsigned char> bKeyToDKey(const std::vector<unsigned char>& key,
+                                      unsigned protocol) {
+  return bKeyToDKey(key, digestOf(protocol));
+}
+
+bool digestMessage(std::vector<unsigned char>& digest,
+                   std::vector<unsigned char>& message,
+                   const std::vector<unsigned char>& padBlocks,
+                   unsigned position, unsigned length, const Digest* method) {
+  digest.clear();
+  if (padBlocks.size() != PAD_BLOCKS_SIZE || position > message.size() ||
+      length > message.size() - position)
+    return false;
+  // The field is hashed as zeros; keep its bytes to put them back.
+  auto field = message.begin() + position;
+  const std::vector<unsigned char> saved(field, field + length);
+  std::fill(field, field + length, 0);
+
+  Hasher h;
+  std::vector<unsigned char> inner;
+  if (h.init(method)) {
+    h.update(padBlocks.data(), PAD_HALF);
+    h.update(message.data(), message.size());
+    inner = h.final();
+  }
+  if (!inner.empty() && h.init(method)) {
+    h.update(padBlocks.data() + PAD_HALF, PAD_HALF);
+    h.update(inner.data(), inner.size());
+    digest = h.final();
+  }
+  std::copy(saved.begin(), saved.end(), message.begin() + position);
+  return !digest.empty();
+}
+
+bool digestMessage(std::vector<unsigned char>& digest,
+                   std::vector<unsigned char>& message,
+                   const std::vector<unsigned char>& padBlocks,
+                   unsigned position, unsigned length, unsigned protocol) {
+  return digestMessage(digest, message, padBlocks, position, length,
+                       digestOf(protocol));
+}
+
+void cryptMessageDES(const std::string& salt,
+                     const std::vector<unsigned char>& key,
+                     const std::string& in, std::string& out, int encrypt) {
+  out.clear();
+  if (key.size() < 8) return;
+  DES_cblock desKey;
+  DES_cblock iv;
+  for (unsigned i = 0; i < 8; ++i) {
+    desKey[i] = key[i];
+    const unsigned char k = 8 + i < key.size() ? key[8 + i] : 0;
+    const unsigned char s =
+        i < salt.size() ? static_cast<unsigned char>(salt[i]) : 0;
+    iv[i] = k ^ s;
+  }
+  DES_key_schedule schedule;
+  DES_set_key_unchecked(&desKey, &schedule);
+
+  // DES_cbc_encrypt reads and writes whole blocks: work on a zero-filled
+  // copy rounded up to 8 bytes, then cut back to the input's length.
+  const size_t rounded = (in.size() + 7) / 8 * 8;
+  std::vector<unsigned char> src(in.begin(), in.end());
+  src.resize(rounded, 0);
+  std::vector<unsigned char> dst(rounded, 0);
+  if (rounded > 0)
+    DES_cbc_encrypt(src.data(), dst.data(), static_cast<long>(rounded),
+                    &schedule, &iv, encrypt ? DES_ENCRYPT : DES_DECRYPT);
+  out.assign(reinterpret_cast<const char*>(dst.data()), in.size());
+}
