@@ -113,7 +113,9 @@ int verbList(const Options& opts, const std::vector<std::string>& args) {
   if (opts.json) std::cout << "{\"ok\":true,\"objects\":[";
   for (int page = 0; page < 100000; ++page) {
     message request;
-    request.insert(tarn::u32_id(tarn::kFieldStart), start);
+    // The first page names no start; later pages continue where the
+    // previous reply said.
+    if (page > 0) request.insert(tarn::u32_id(tarn::kFieldStart), start);
     request.insert(tarn::u32_id(tarn::kFieldMaxCount), 64);
     message reply = exchange(opts, path, tarn::kCmdGetAll, request);
     unsigned code = 0;

@@ -56,7 +56,7 @@ message Handler::handleCmd(const message& msg, unsigned cmd) {
     case kCmdGetObj: return cmdGetObj(msg, id);
     case kCmdSetObj: return cmdSetObj(msg, id);
     case kCmdGetAll:
-      return cmdGetAll(msg, msg.get(u32_id(kFieldStart), 0),
+      return cmdGetAll(msg, msg.get(u32_id(kFieldStart), 0xFFFFFFFFu),
                        msg.get(u32_id(kFieldMaxCount), 0xFFFFFFFFu));
     case kCmdAddObj: return cmdAddObj(msg);
     case kCmdRemoveObj: return cmdRemoveObj(msg, id);

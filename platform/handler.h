@@ -62,6 +62,8 @@ class Handler {
   virtual message cmdReset(const message& msg);
   virtual message cmdGetObj(const message& msg, unsigned id);
   virtual message cmdSetObj(const message& msg, unsigned id);
+  // start: the id to begin at (0xFFFFFFFF when the request names none);
+  // count: the most objects wanted (0xFFFFFFFF when unlimited).
   virtual message cmdGetAll(const message& msg, unsigned start,
                             unsigned count);
   virtual message cmdAddObj(const message& msg);

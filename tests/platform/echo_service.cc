@@ -30,8 +30,9 @@ class Echo : public Looper {
   message cmdGetAll(const message& msg, unsigned start, unsigned count) override {
     (void)msg;
     message reply;
-    unsigned id = start;
-    for (; id < 3 && id < start + count && id < start + 2; ++id) {
+    const unsigned first = start == 0xFFFFFFFFu ? 0 : start;
+    unsigned id = first;
+    for (; id < 3 && id - first < count && id < first + 2; ++id) {
       message obj;
       obj.insert(u32_id(kFieldObjId), id);
       obj.insert(string_id(kFieldName), "obj" + std::to_string(id));

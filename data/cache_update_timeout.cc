@@ -1,0 +1,64 @@
+// CacheUpdateTimeout: the cache rule, on the hooks' clock and timer.
+#include "data/cache_update_timeout.h"
+
+#include <sys/times.h>
+
+namespace {
+
+unsigned systemTicks() {
+  struct tms discarded;
+  return static_cast<unsigned>(times(&discarded));
+}
+
+void noTimer(CacheUpdateTimeout*, unsigned) {}
+void noCancel(CacheUpdateTimeout*) {}
+
+}  // namespace
+
+CacheTimerHooks cacheTimerHooks = {systemTicks, noTimer, noCancel};
+
+CacheUpdateTimeout::CacheUpdateTimeout(unsigned accessTimeout, unsigned maxAge)
+    : lastAccess(0),
+      filledAt(0),
+      cached(false),
+      timerArmed(false),
+      accessTimeout(accessTimeout),
+      maxAge(maxAge) {}
+
+CacheUpdateTimeout::~CacheUpdateTimeout() {
+  if (timerArmed) cacheTimerHooks.disarm(this);
+}
+
+void CacheUpdateTimeout::setTimeouts(unsigned access, unsigned age) {
+  accessTimeout = access;
+  maxAge = age;
+}
+
+void CacheUpdateTimeout::accessData() {
+  unsigned now = cacheTimerHooks.ticks();
+  lastAccess = now;
+  if (cached) return;
+  filledAt = now;
+  cached = true;  // before the fill: a failed fill is not retried at once
+  updateCache();
+  cacheTimerHooks.arm(this, accessTimeout);
+  timerArmed = true;
+}
+
+void CacheUpdateTimeout::invalidateDataTimer() {
+  unsigned now = cacheTimerHooks.ticks();
+  if (now - lastAccess < accessTimeout && now - filledAt < maxAge) {
+    cacheTimerHooks.arm(this, accessTimeout);
+    return;
+  }
+  clearCache();
+  cached = false;
+  timerArmed = false;
+}
+
+void CacheUpdateTimeout::invalidateData() {
+  if (timerArmed) cacheTimerHooks.disarm(this);
+  clearCache();
+  cached = false;
+  timerArmed = false;
+}

@@ -1,0 +1,4 @@
+// Out-of-line members of the Table interface.
+#include "data/table.h"
+
+Table::~Table() = default;

@@ -1,0 +1,90 @@
+// The per-binding handlers: find the leaf for a request name in the
+// registry and let it answer.
+#include <sstream>
+
+#include "codec/diag.h"
+#include "codec/wire.h"
+#include "engine/context.h"
+#include "engine/leaf.h"
+#include "engine/registry.h"
+#include "engine/request.h"
+
+namespace {
+
+bool isPrefix(const OID& prefix, const OID& oid) {
+  return prefix.size() <= oid.size() && oid.compare(0, prefix.size(), prefix) == 0;
+}
+
+// Leaves `oid` holding only the arcs after its first n.
+void dropFront(OID& oid, size_t n) {
+  oid.arcs().erase(oid.arcs().begin(), oid.arcs().begin() + n);
+}
+
+}  // namespace
+
+int snmpGet(Context& ctx) {
+  auto it = leafs.upper_bound(ctx.oid);
+  if (it == leafs.begin()) return wire::NO_SUCH_NAME;
+  --it;
+  if (!isPrefix(it->first, ctx.oid)) return wire::NO_SUCH_NAME;
+  ctx.leafName = it->first;
+  dropFront(ctx.oid, it->first.size());
+  return it->second->get(ctx) ? wire::NO_ERROR : wire::NO_SUCH_NAME;
+}
+
+int snmpGetNext(Context& ctx) {
+  const OID request = ctx.oid;
+  auto it = leafs.upper_bound(request);
+  if (it != leafs.begin()) {
+    --it;
+    if (!isPrefix(it->first, request)) ++it;
+  }
+  for (; it != leafs.end(); ++it) {
+    const OID& leaf = it->first;
+    if (isPrefix(leaf, request)) {
+      ctx.oid = request;
+      dropFront(ctx.oid, leaf.size());
+    } else {
+      ctx.oid.clear();
+    }
+    ctx.leafName = leaf;
+    if (it->second->getNext(ctx)) return wire::NO_ERROR;
+  }
+  return wire::NO_SUCH_NAME;
+}
+
+int snmpSet(Context& ctx) {
+  ctx.setPrefix = ctx.oid;
+  while (!ctx.setPrefix.empty()) {
+    auto it = leafs.find(ctx.setPrefix);
+    if (it != leafs.end()) {
+      std::ostringstream line;
+      line << "snmpSet found " << it->first;
+      diag::err(line.str());
+      return it->second->set(ctx) ? wire::NO_ERROR : wire::NO_SUCH_NAME;
+    }
+    // The suffix keeps what earlier bindings of the request left in it.
+    std::vector<unsigned>& prefix = ctx.setPrefix.arcs();
+    std::vector<unsigned>& suffix = ctx.setSuffix.arcs();
+    suffix.insert(suffix.begin(), prefix.back());
+    prefix.pop_back();
+  }
+  return wire::NO_SUCH_NAME;
+}
+
+int snmpGetBulk(Context& ctx) {
+  for (int i = 0; i < ctx.requestIndex; ++i) {
+    if (i > 0) {
+      ctx.out.startSeq(wire::SEQUENCE);
+      ctx.oid = ctx.leafName;
+    }
+    int status = snmpGetNext(ctx);
+    if (status != wire::NO_ERROR) {
+      diag::err("Error " + std::to_string(status));
+      return status;
+    }
+    // The caller closes the last binding.
+    if (i + 1 < ctx.requestIndex) ctx.out.endSeq();
+  }
+  return wire::NO_ERROR;
+}

@@ -1,0 +1,184 @@
+// The cache rule on a manual clock: fills, idle and age drops, the empty
+// fill, and the clock wrapping around.
+#include "data/cache_update_timeout.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "data/data.h"
+#include "data/single_provider.h"
+
+namespace {
+
+// A manual clock and a one-slot timer in place of the platform. As on the
+// target, the clock ticks every 10 ms and the timer delay is in ms.
+unsigned now;
+CacheUpdateTimeout* armed;  // null when no timer is pending
+unsigned armedAt, armedDelay;
+int disarms;
+
+void arm(CacheUpdateTimeout* c, unsigned delay) {
+  armed = c;
+  armedAt = now;
+  armedDelay = delay;
+}
+void disarm(CacheUpdateTimeout*) {
+  armed = nullptr;
+  ++disarms;
+}
+void fire() {
+  CacheUpdateTimeout* c = armed;
+  armed = nullptr;
+  c->invalidateDataTimer();
+}
+
+// Records the ticks at which it was asked for a record.
+class CountingProvider : public SingleProvider {
+ public:
+  explicit CountingProvider(bool yields = true) : yields_(yields) {}
+  Data* getData() override {
+    fills.push_back(now);
+    return yields_ ? new Data : nullptr;
+  }
+  bool setData(Data*) override { return true; }
+
+  std::vector<unsigned> fills;
+
+ private:
+  bool yields_;
+};
+
+class CacheRule : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    saved_ = cacheTimerHooks;
+    cacheTimerHooks = {[] { return now; }, arm, disarm};
+    now = 0;
+    armed = nullptr;
+    disarms = 0;
+  }
+  void TearDown() override { cacheTimerHooks = saved_; }
+
+ private:
+  CacheTimerHooks saved_;
+};
+
+// Runs the clock from `start` for `span` ticks, firing the timer when due,
+// then reading at the given offsets; returns the fills as offsets.
+std::vector<unsigned> run(CountingProvider& p, unsigned start, unsigned span,
+                          const std::vector<unsigned>& reads) {
+  size_t next = 0;
+  for (unsigned t = 0; t < span; ++t) {
+    now = start + t;
+    if (armed && (now - armedAt) * 10 >= armedDelay) fire();
+    if (next < reads.size() && reads[next] == t) {
+      p.get();
+      ++next;
+    }
+  }
+  std::vector<unsigned> offsets;
+  for (unsigned f : p.fills) offsets.push_back(f - start);
+  return offsets;
+}
+
+TEST_F(CacheRule, FillsOnceWhileReadAndRefillsWhenIdleOrOld) {
+  std::vector<unsigned> every10;
+  for (unsigned t = 0; t < 500; t += 10) every10.push_back(t);
+  const unsigned nearWrap = 0xFFFFFFFFu - 95;
+  struct Case {
+    unsigned maxAge, start, span;
+    std::vector<unsigned> reads, fills;
+  } cases[] = {
+      // Reads 10 apart: one fill; 30 after the last read it was dropped.
+      {200, 0, 60, {0, 10}, {0}},
+      {200, 0, 60, {0, 10, 40}, {0, 40}},
+      // Reads every 10 ticks for 5 s: a fill about every 2 s.
+      {200, 0, 500, every10, {0, 210, 420}},
+      {95, 0, 500, every10, {0, 100, 200, 300, 400}},
+      {200, nearWrap, 500, every10, {0, 210, 420}},
+      {200, nearWrap + 50, 60, {0, 10, 40}, {0, 40}},
+  };
+  for (const Case& c : cases) {
+    CountingProvider p;
+    p.setTimeouts(25, c.maxAge);
+    EXPECT_EQ(run(p, c.start, c.span, c.reads), c.fills)
+        << "maxAge " << c.maxAge << " start " << c.start;
+    armed = nullptr;
+  }
+}
+
+TEST_F(CacheRule, RecheckDropsAtExactlyTheLimits) {
+  const unsigned wrap = 0xFFFFFFFFu - 9;  // the clock wraps 10 ticks in
+  struct Case {
+    unsigned start, lastRead, check;  // offsets from start
+    bool kept;
+  } cases[] = {
+      {0, 0, 24, true},       {0, 0, 25, false},     // idle
+      {0, 190, 199, true},    {0, 199, 200, false},  // age
+      {wrap, 0, 24, true},    {wrap, 0, 25, false},
+      {wrap, 190, 199, true}, {wrap, 199, 200, false},
+  };
+  for (const Case& c : cases) {
+    CountingProvider p;
+    now = c.start;
+    p.get();
+    now = c.start + c.lastRead;
+    p.get();
+    now = c.start + c.check;
+    fire();
+    EXPECT_EQ(armed == &p, c.kept) << c.start << " " << c.check;
+    EXPECT_EQ(armedDelay, 25u);
+    p.get();
+    EXPECT_EQ(p.fills.size(), c.kept ? 1u : 2u) << c.start << " " << c.check;
+    armed = nullptr;
+  }
+}
+
+TEST_F(CacheRule, EmptyFillIsNotRetriedUntilDropped) {
+  CountingProvider p(false);
+  for (unsigned t : {0u, 10u, 20u, 44u}) {
+    now = t;
+    EXPECT_EQ(p.get(), nullptr);
+    if (t == 20) fire();  // idle 0: kept
+  }
+  now = 69;
+  fire();  // idle 25: dropped
+  EXPECT_EQ(armed, nullptr);
+  EXPECT_EQ(p.get(), nullptr);
+  EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 69}));
+}
+
+// A fill that reads its own provider (a builder consulting providers) finds
+// the cache marked filled and does not recurse.
+class SelfReading : public CountingProvider {
+ public:
+  Data* getData() override {
+    inner = get();
+    readInside = true;
+    return CountingProvider::getData();
+  }
+  bool readInside = false;
+  Data* inner = nullptr;
+};
+
+TEST_F(CacheRule, FillMarksTheCacheBeforeItRuns) {
+  SelfReading p;
+  EXPECT_NE(p.get(), nullptr);
+  EXPECT_TRUE(p.readInside);
+  EXPECT_EQ(p.inner, nullptr);
+  EXPECT_EQ(p.fills.size(), 1u);
+}
+
+TEST_F(CacheRule, InvalidateDataCancelsTheTimerAndDropsAtOnce) {
+  CountingProvider p;
+  p.get();
+  p.invalidateData();
+  p.invalidateData();  // nothing pending: nothing to cancel
+  EXPECT_EQ(disarms, 1);
+  now = 1;
+  p.get();
+  EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 1}));
+}
+
+}  // namespace

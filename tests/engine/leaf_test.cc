@@ -1,0 +1,195 @@
+// A small MIB registered through the registration functions, answering
+// GET, GETNEXT and SET at the leaf level: the exact bytes of each binding.
+#include "engine/leaf.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "codec/diag.h"
+#include "codec/wire.h"
+#include "data/data_packers.h"
+#include "data/map_table.h"
+#include "engine/context.h"
+#include "engine/registry.h"
+#include "tests/data/fakes.h"
+#include "tests/data/hex.h"
+
+namespace {
+
+using namespace wire;
+
+struct Ident : Data {
+  std::string name = "gw";
+};
+
+struct Script : Data {
+  Script(int id, const std::string& name) : id(id), name(name) {}
+  int id;
+  std::string name;
+  int run = 0;
+};
+
+const OID kDescr{1, 3, 6, 1, 2, 1, 1, 1};
+const OID kObjectId{1, 3, 6, 1, 2, 1, 1, 2};
+const OID kName{1, 3, 6, 1, 2, 1, 1, 5};
+const OID kServices{1, 3, 6, 1, 2, 1, 1, 7};
+const OID kAbsent{1, 3, 6, 1, 2, 1, 1, 9};
+const OID kScriptName{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 2};
+const OID kScriptRun{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 3};
+
+// Names as encoded (kEntry: the script entry, content octets only).
+const std::string kDescr0 = "06 08 2b 06 01 02 01 01 01 00";
+const std::string kName0 = "06 08 2b 06 01 02 01 01 05 00";
+const std::string kServices0 = "06 08 2b 06 01 02 01 01 07 00";
+const std::string kEntry = "2b 06 01 04 01 82 b9 35 01 01 08 01 01";
+
+class SmallMib : public ::testing::Test {
+ protected:
+  SmallMib()
+      : ident(&identRecord),
+        absent(nullptr),
+        table(&scripts),
+        id(field(&Script::id), INTEGER) {}
+
+  void SetUp() override {
+    saved.swap(leafs);
+    table.addIndex(&id);
+    scripts.add(new Script(9, "b"));
+    scripts.add(new Script(5, "a"));
+    addScalarConstStringLeaf(kDescr, "router", OCTET_STRING);
+    addScalarConstOIDLeaf(kObjectId, OID{1, 3, 6, 1, 4, 1, 40117, 1},
+                          OBJECT_ID);
+    addScalarLeaf(kName,
+                  new DataStringPacker(field(&Ident::name), OCTET_STRING, 0),
+                  &ident);
+    addScalarConstNumLeaf(kServices, 78, INTEGER);
+    addScalarLeaf(kAbsent, new DataNumPacker(field(&Script::run), INTEGER),
+                  &absent);
+    addColumnarLeaf(kScriptName,
+                    new DataStringPacker(field(&Script::name), OCTET_STRING, 0),
+                    &table);
+    addColumnarLeaf(kScriptRun, new DataNumPacker(field(&Script::run), INTEGER),
+                    &table);
+  }
+
+  void TearDown() override {
+    for (auto& entry : leafs) {
+      delete entry.second->packer;
+      delete entry.second;
+    }
+    leafs.swap(saved);
+  }
+
+  enum Op { GET, NEXT };
+
+  // The binding written, or "none" when the leaf answered false (and then
+  // must have written nothing).
+  static std::string reply(bool ok, const Context& ctx) {
+    std::string bytes = hex(ctx.out.data);
+    if (ok) return bytes;
+    return bytes.empty() ? "none" : "false after writing " + bytes;
+  }
+
+  // As the request handlers call a leaf: the leaf's OID cut from the name.
+  std::string call(Op op, const OID& leafOid, const OID& instance) {
+    const unsigned char none = 0;
+    Context ctx(&none, 0);
+    ctx.leafName = leafOid;
+    ctx.oid = instance;
+    Leaf* leaf = leafs.at(leafOid);
+    return reply(op == GET ? leaf->get(ctx) : leaf->getNext(ctx), ctx);
+  }
+
+  // As the SET handler calls a leaf: the full name, the cut arcs, and the
+  // request stream at the binding's value.
+  std::string set(const OID& leafOid, const OID& name, const OID& suffix,
+                  const std::string& value) {
+    std::vector<unsigned char> in = unhex(value);
+    Context ctx(in.data(), static_cast<unsigned>(in.size()));
+    ctx.oid = name;
+    ctx.setSuffix = suffix;
+    return reply(leafs.at(leafOid)->set(ctx), ctx);
+  }
+
+  Ident identRecord;
+  FixedProvider ident, absent;
+  FakeTableProvider scripts;
+  MapTable table;
+  DataNumPacker id;
+  std::map<OID, Leaf*> saved;
+};
+
+TEST_F(SmallMib, GetAndGetNextWriteTheBinding) {
+  struct Case {
+    Op op;
+    OID leaf, instance;
+    std::string bytes;
+  } cases[] = {
+      {GET, kDescr, OID{0}, kDescr0 + " 04 06 72 6f 75 74 65 72"},
+      {GET, kDescr, OID(), "none"},
+      {GET, kDescr, OID{1}, "none"},
+      {GET, kDescr, OID{0, 0}, "none"},
+      {GET, kObjectId, OID{0},
+       "06 08 2b 06 01 02 01 01 02 00 06 09 2b 06 01 04 01 82 b9 35 01"},
+      {GET, kName, OID{0}, kName0 + " 04 02 67 77"},
+      {GET, kServices, OID{0}, kServices0 + " 02 01 4e"},
+      {GET, kAbsent, OID{0}, "none"},
+      {GET, kScriptName, OID{5}, "06 0f " + kEntry + " 02 05 04 01 61"},
+      {GET, kScriptName, OID(), "none"},
+      {GET, kScriptName, OID{7}, "none"},
+      {GET, kScriptName, OID{5, 0}, "none"},
+      {NEXT, kDescr, OID(), kDescr0 + " 04 06 72 6f 75 74 65 72"},
+      {NEXT, kDescr, OID{0}, "none"},
+      {NEXT, kAbsent, OID(), "none"},
+      {NEXT, kScriptName, OID(), "06 0f " + kEntry + " 02 05 04 01 61"},
+      {NEXT, kScriptName, OID{5}, "06 0f " + kEntry + " 02 09 04 01 62"},
+      {NEXT, kScriptName, OID{6}, "06 0f " + kEntry + " 02 09 04 01 62"},
+      {NEXT, kScriptName, OID{9}, "none"},
+      {NEXT, kScriptRun, OID(), "06 0f " + kEntry + " 03 05 02 01 00"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(call(c.op, c.leaf, c.instance), c.bytes)
+        << c.leaf << " " << c.instance;
+  }
+}
+
+TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
+  struct Case {
+    OID leaf, name, suffix;
+    std::string value, bytes, err;
+  } cases[] = {
+      {kName, kName + 0, OID{0}, "04 03 6e 65 77", kName0 + " 04 03 6e 65 77",
+       "unpacked s = new\n"},
+      // A constant answers with itself; the name goes back as sent.
+      {kServices, kServices + 0, OID{0}, "02 01 05", kServices0 + " 02 01 4e",
+       ""},
+      {kDescr, kDescr, OID(), "04 01 78",
+       "06 07 2b 06 01 02 01 01 01 04 06 72 6f 75 74 65 72", ""},
+      {kAbsent, kAbsent + 0, OID{0}, "02 01 01", "none", ""},
+      {kScriptName, kScriptName + 5, OID{5}, "04 01 7a",
+       "06 0f " + kEntry + " 02 05 04 01 7a", "unpacked s = z\n"},
+      {kScriptName, kScriptName + 7, OID{7}, "04 01 7a", "none", ""},
+  };
+  for (const Case& c : cases) {
+    diag::Capture capture;
+    EXPECT_EQ(set(c.leaf, c.name, c.suffix, c.value), c.bytes) << c.name;
+    EXPECT_EQ(capture.err(), c.err) << c.name;
+  }
+  EXPECT_EQ(identRecord.name, "new");
+  EXPECT_EQ(ident.sets, std::vector<Data*>{&identRecord});
+  ASSERT_EQ(scripts.sets.size(), 1u);
+  EXPECT_EQ(static_cast<Script*>(scripts.sets[0])->name, "z");
+}
+
+TEST_F(SmallMib, RegisteringTwiceKeepsTheSecond) {
+  Leaf* first = leafs.at(kServices);
+  size_t size = leafs.size();
+  addScalarConstNumLeaf(kServices, 79, INTEGER);
+  EXPECT_EQ(leafs.size(), size);
+  EXPECT_EQ(call(GET, kServices, OID{0}), kServices0 + " 02 01 4f");
+  delete first->packer;
+  delete first;
+}
+
+}  // namespace
