@@ -50,9 +50,17 @@ const ItemList& ListHandler::items() {
   return l ? *l : kEmpty;
 }
 
-tarn::message ListHandler::cmdGetAll(const tarn::message&, unsigned start,
+ListHandler::ListHandler(Device* device, Path path, const Options* options)
+    : device_(device), path_(path), options_(options) {
+  // Changes and actions only for root or our own user.
+  add_policy(tarn::kCmdSetObj, 1);
+  if (path == kScripts) add_policy(kCmdRunScript, 1);
+}
+
+tarn::message ListHandler::cmdGetAll(const tarn::message& msg, unsigned,
                                      unsigned count) {
-  return pageOf(items(), start, count);
+  // A request that names no start begins at the first object.
+  return pageOf(items(), msg.get(tarn::u32_id(tarn::kFieldStart), 0), count);
 }
 
 tarn::message ListHandler::cmdGetObj(const tarn::message&, unsigned id) {
@@ -87,6 +95,7 @@ tarn::message ListHandler::cmdUnknown(const tarn::message& msg, unsigned cmd) {
 
 InterfaceHandler::InterfaceHandler(Device* device, const Options* options)
     : ListHandler(device, kInterfaces, options) {
+  add_policy(kCmdSetLink, 1);
   device_->onLink([this](uint32_t id, uint32_t flags, uint32_t state) {
     publish(id, flags, state);
   });
@@ -127,6 +136,13 @@ void InterfaceHandler::publish(uint32_t id, uint32_t flags, uint32_t state) {
   event.insert(tarn::u32_id(kIfFlags), flags);
   event.insert(tarn::u32_id(kIfState), state);
   notify(kCmdLinkEvent, event);
+}
+
+SettingsHandler::SettingsHandler(Device* device, Path path,
+                                 const Options* options)
+    : device_(device), path_(path), options_(options) {
+  add_policy(tarn::kCmdSet, 1);
+  if (path == kClock) add_policy(kCmdReboot, 1);
 }
 
 tarn::message SettingsHandler::cmdGet(const tarn::message&) {

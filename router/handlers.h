@@ -5,7 +5,9 @@
 // SettingsHandler per settings path (get/set, and the reboot command on
 // {24, 0}).
 //
-// Reboots and script runs are written to the diagnostics line by line and
+// Every command that changes something or acts (set, set object, set
+// link, reboot, run script) has a policy: only root or the service's own
+// user may send it. Reboots and script runs are written to the diagnostics line by line and
 // refused unless Options allow them. Handlers keep pointers to the device
 // and the options, which must outlive them.
 #ifndef ROUTER_HANDLERS_H_
@@ -18,8 +20,7 @@ namespace router {
 
 class ListHandler : public tarn::Handler {
  public:
-  ListHandler(Device* device, Path path, const Options* options)
-      : device_(device), path_(path), options_(options) {}
+  ListHandler(Device* device, Path path, const Options* options);
 
   tarn::message cmdGetAll(const tarn::message& msg, unsigned start,
                           unsigned count) override;
@@ -54,8 +55,7 @@ class InterfaceHandler : public ListHandler {
 
 class SettingsHandler : public tarn::Handler {
  public:
-  SettingsHandler(Device* device, Path path, const Options* options)
-      : device_(device), path_(path), options_(options) {}
+  SettingsHandler(Device* device, Path path, const Options* options);
 
   tarn::message cmdGet(const tarn::message& msg) override;
   tarn::message cmdGetObj(const tarn::message& msg, unsigned id) override;

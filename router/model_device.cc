@@ -183,6 +183,13 @@ tarn::message ModelDevice::setObject(Path p, uint32_t id,
 
 bool ModelDevice::counters(uint32_t id, tarn::message* out) {
   if (!lists_[kInterfaces].find(id)) return false;
+  for (const FieldSpec& f : counterFields()) {  // counters not written read 0
+    if (f.kind == Kind::kU64) {
+      out->insert(tarn::u64_id(f.number), 0);
+    } else {
+      out->insert(tarn::u32_id(f.number), 0);
+    }
+  }
   auto it = counters_.find(id);
   if (it != counters_.end()) mergeFields(it->second, out);
   return true;

@@ -5,7 +5,8 @@
 // Values the file leaves out and that only make sense live: the clock's
 // time (then the current time) and the uptime (then the seconds since the
 // model was loaded or last "rebooted"). Interfaces get flags 0 and state
-// bits made from "disabled" and "running" unless the file gives them.
+// bits made from "disabled" and "running" unless the file gives them,
+// and counters the file does not give read 0.
 #ifndef ROUTER_MODEL_DEVICE_H_
 #define ROUTER_MODEL_DEVICE_H_
 
