@@ -2,6 +2,7 @@
 // SNMPv2c and SNMPv3 traps as a receiver decodes them, and the trap makers.
 #include "service/traps.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 
 #include "codec/in_stream.h"
@@ -11,6 +12,7 @@
 #include "security/community_keep.h"
 #include "security/v3_errors.h"
 #include "service/snmp_fields.h"
+#include "tests/data/hex.h"
 #include "tests/service/agent_fixture.h"
 
 namespace {
@@ -156,6 +158,14 @@ TEST_F(Traps, VersionOneStartTrap) {
   EXPECT_EQ(0, specific);
   EXPECT_GE(ticks, 0);
   EXPECT_EQ("", bindings(in));
+  // The whole message, with the time stamp as it was sent (small here).
+  ASSERT_LT(ticks, 128);
+  char stamp[8];
+  snprintf(stamp, sizeof stamp, "%02x", ticks);
+  EXPECT_EQ(std::string("30 29 02 01 00 04 06 6d 61 6c 6c 6f 77 a4 1c "
+                        "06 09 2b 06 01 06 03 01 01 05 02 40 04 7f 00 00 01 "
+                        "02 01 01 02 01 00 43 01 ") + stamp + " 30 00",
+            hex(trap));
 }
 
 TEST_F(Traps, VersionTwoBindings) {
