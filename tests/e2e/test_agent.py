@@ -265,6 +265,19 @@ def test_refused_community_gets_no_answer(world, community):
     assert code != 0 and "Timeout" in out
 
 
+def test_community_changes_apply_at_once(world):
+    def answered():
+        return snmp("snmpget", "-v2c", "-c", "elsewhere", "127.0.0.1", BASE + ".3.0")[0] == 0
+    ids = dict((name, int(i)) for i, name in
+               re.findall(r'^id: (\d+)\nname: "([^"]*)"', world.tarnctl("communities"), re.M))
+    assert not answered()
+    assert world.tarnctl("community", "set", str(ids["elsewhere"]), "address=127.0.0.1").strip() == "ok"
+    assert answered()
+    world.tarnctl("community", "remove", str(ids["elsewhere"]))
+    assert not answered()
+    assert 'name: "elsewhere"' not in world.tarnctl("communities")
+
+
 def test_reply_leaves_from_the_requested_address(world):
     request = bytes.fromhex("302902010104066d616c6c6f77a01c0204000000010201000201003"
                             "00e300c06082b06010201010100" "0500")
@@ -304,6 +317,10 @@ def test_vendor_trap_with_binding(world):
     assert not bus.is_error(r)
     trap = world.wait_trap(before, r"SNMP v1, community mallow\|\.1\.3\.6\.1\.4\.1\.40117\.1\.1\.9\|6\|\.?1\|")
     assert '.1.3.6.1.2.1.1.5.0 = STRING: "x"' in trap
+    before = len(world.traps())
+    world.tarnctl("event", "1.3.6.1.2.1.1.6.0", "null")
+    trap = world.wait_trap(before, r"\.1\.3\.6\.1\.4\.1\.40117\.1\.1\.9\|6\|")
+    assert ".1.3.6.1.2.1.1.6.0 = NULL" in trap
 
 
 def test_link_events_become_link_traps(world):
