@@ -1,0 +1,236 @@
+// tarn-routerd serving a model device over the bus: the model exactly as
+// written, paging with continuation, counts, one object with counters,
+// settings, changes, guarded commands, link injection with notifications,
+// and refusal of broken model files.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/platform/test_root.h"
+#include "tests/router/routerd.h"
+
+using namespace tarn;
+using router_test::Client;
+using router_test::Routerd;
+
+namespace {
+
+const char kModel[] = R"({
+  "identity": {"name": "r1"},
+  "clock": {"time": 1700000000, "utc-offset": -3600},
+  "health": {"temperature": -5, "voltage": 12},
+  "interfaces": [
+    {"id": 2, "name": "ether1", "kind": 1, "rate": 2, "mac": "02:00:00:00:00:01",
+     "running": true, "counters": {"in-octets": 4294967301, "in-errors": 7}},
+    {"id": 5, "name": "lo", "kind": 3, "flags": 128, "running": true},
+    {"id": 9, "name": "ether2", "kind": 1, "running": false, "disabled": true}
+  ],
+  "routes": [
+    {"id": 3, "dst": "10.0.0.1", "mask": "255.0.0.0", "gateways": ["10.1.2.3", "10.1.2.4"],
+     "interfaces": [2, 9], "active": [1, 0], "kind": 3},
+    {"id": 4}, {}, {}, {"id": 10}, {}, {"id": 20, "u32:0x4444": 7}
+  ],
+  "vendor-12": [{"name": "q", "label": "abc"}],
+  "scripts": [{"id": 1, "name": "backup"}, {"id": 2, "name": "failover"}]
+})";
+
+class ModelTest : public ::testing::Test {
+ protected:
+  void start(std::vector<std::string> extra = {}) {
+    std::string file = root_.dir() + "/model.json";
+    std::ofstream(file) << kModel;
+    extra.insert(extra.begin(), {"--model", file});
+    routerd_.reset(new Routerd(root_.dir(), extra));
+    client_.reset(new Client());
+    ASSERT_TRUE(routerd_->ready(*client_)) << routerd_->log();
+  }
+  void TearDown() override {
+    if (routerd_) {
+      EXPECT_EQ(0, routerd_->stop()) << routerd_->log();
+    }
+  }
+  std::vector<uint32_t> ids(const std::vector<message>& items) {
+    std::vector<uint32_t> out;
+    for (const message& m : items) out.push_back(m.get(u32_id(kFieldObjId), 0));
+    return out;
+  }
+
+  tarn_test::TempRoot root_;
+  std::unique_ptr<Routerd> routerd_;
+  std::unique_ptr<Client> client_;
+};
+
+TEST_F(ModelTest, PagesFollowIdsAcrossContinuations) {
+  start();
+  const std::vector<uint32_t> all{3, 4, 5, 6, 10, 11, 20};
+  for (unsigned page : {0u, 1u, 2u, 3u, 7u, 1000u}) {
+    EXPECT_EQ(all, ids(client_->walk(44, 1, page))) << "page " << page;
+  }
+  struct Start { uint32_t start, count; std::vector<uint32_t> ids; uint32_t next; };
+  for (const Start& c : std::vector<Start>{
+           {0, 2, {3, 4}, 5}, {5, 3, {5, 6, 10}, 11}, {7, 2, {10, 11}, 20},
+           {20, 5, {20}, 0}, {21, 5, {}, 0}}) {
+    message req;
+    req.insert(u32_id(kFieldStart), c.start);
+    req.insert(u32_id(kFieldMaxCount), c.count);
+    message r = client_->ask(44, 1, kCmdGetAll, req);
+    std::vector<message> page;
+    for (const auto& f : r.get(message_array_id(kFieldObjList))) page.emplace_back(f);
+    EXPECT_EQ(c.ids, ids(page)) << "start " << c.start;
+    EXPECT_EQ(c.next, r.get(u32_id(kFieldStart), 0)) << "start " << c.start;
+  }
+}
+
+TEST_F(ModelTest, CountsOfEveryList) {
+  start();
+  struct Case { unsigned s, h, n; };
+  for (const Case& c : std::vector<Case>{{20, 0, 3}, {44, 1, 7}, {20, 12, 1},
+                                         {48, 101, 2}, {20, 1, 0}, {20, 8, 0},
+                                         {20, 9, 0}, {16, 3, 0}, {10, 1, 0}}) {
+    message r = client_->ask(c.s, c.h, kCmdGetCount);
+    EXPECT_EQ(c.n, r.get(u32_id(kFieldCount), 99)) << c.s << "/" << c.h;
+  }
+}
+
+TEST_F(ModelTest, ObjectsAsWritten) {
+  start();
+  message req;
+  req.insert(u32_id(kFieldObjId), 2);
+  message ifc = client_->ask(20, 0, kCmdGetObj, req);
+  EXPECT_EQ("ether1", ifc.get(string_id(0x10006), ""));
+  EXPECT_EQ((bytes{2, 0, 0, 0, 0, 1}), ifc.get(raw_id(1001), bytes()));
+  EXPECT_EQ(4294967301u, ifc.get(u64_id(0x100fc), 0));
+  EXPECT_EQ(7u, ifc.get(u32_id(0x100fa), 0));
+  EXPECT_EQ(0x500u, ifc.get(u32_id(0x10003), 0));  // made from running/disabled
+  req.insert(u32_id(kFieldObjId), 3);
+  message route = client_->ask(44, 1, kCmdGetObj, req);
+  bytes flat;
+  message dst;
+  dst.insert(u32_id(1), route.get(u32_id(1), 0));
+  dst.flatten(flat);  // be32: the address bytes in dotted order on the wire
+  EXPECT_EQ((bytes{10, 0, 0, 1}), bytes(flat.end() - 4, flat.end()));
+  EXPECT_EQ(2u, route.get(u32_array_id(4)).size());
+  EXPECT_EQ((std::vector<uint32_t>{1, 0}), route.get(u32_array_id(6)));
+  req.insert(u32_id(kFieldObjId), 20);
+  EXPECT_EQ(7u, client_->ask(44, 1, kCmdGetObj, req).get(u32_id(0x4444), 0));
+  req.insert(u32_id(kFieldObjId), 1);
+  EXPECT_EQ((bytes{'a', 'b', 'c', 0}),
+            client_->ask(20, 12, kCmdGetObj, req).get(raw_id(12), bytes()));
+  req.insert(u32_id(kFieldObjId), 8);
+  EXPECT_EQ(1u, client_->ask(20, 0, kCmdGetObj, req).get(u32_id(kFieldMissing), 0));
+
+  message health = client_->ask(12, 1, kCmdGet);
+  EXPECT_EQ(0xFFFFFFFBu, health.get(u32_id(14), 0));  // -5, two's complement
+  EXPECT_FALSE(health.has(u32_id(17)));
+  EXPECT_EQ(static_cast<uint32_t>(-3600), client_->ask(24, 0, kCmdGet).get(u32_id(27), 0));
+}
+
+TEST_F(ModelTest, SettingsAndObjectsChangeInMemory) {
+  start();
+  message name;
+  name.insert(string_id(12), std::string("r2"));
+  EXPECT_FALSE(isError(client_->ask(24, 1, kCmdSet, name)));
+  EXPECT_EQ("r2", client_->ask(24, 1, kCmdGet).get(string_id(12), ""));
+  EXPECT_FALSE(isError(client_->ask(24, 2, kCmdSet)));  // nothing to set
+  message rename;
+  rename.insert(u32_id(kFieldObjId), 2);
+  rename.insert(string_id(102), std::string("restore"));
+  EXPECT_FALSE(isError(client_->ask(48, 101, kCmdSetObj, rename)));
+  EXPECT_EQ("restore", client_->ask(48, 101, kCmdGetObj, rename).get(string_id(102), ""));
+  rename.insert(u32_id(kFieldObjId), 7);
+  unsigned code = 0;
+  EXPECT_TRUE(isError(client_->ask(48, 101, kCmdSetObj, rename), &code));
+  EXPECT_EQ(static_cast<unsigned>(kErrNoObject), code);
+}
+
+TEST_F(ModelTest, ScriptRunsAndRebootsNeedTheirOptions) {
+  struct Case { std::vector<std::string> opts; bool allowed; };
+  for (const Case& c : std::vector<Case>{{{}, false},
+                                         {{"--allow-scripts", "--allow-reboot"}, true}}) {
+    start(c.opts);
+    message run;
+    run.insert(u32_id(kFieldObjId), 1);
+    unsigned code = 0;
+    EXPECT_EQ(!c.allowed, isError(client_->ask(48, 101, 1, run), &code));
+    EXPECT_EQ(!c.allowed, isError(client_->ask(24, 0, 5)));
+    if (!c.allowed) {
+      EXPECT_EQ(static_cast<unsigned>(kErrDenied), code);
+    }
+    EXPECT_EQ(0, routerd_->stop());
+    std::string want = c.allowed
+        ? "run of script 1 requested by 750/0: done\n"
+          "reboot requested by 750/0: rebooting\n"
+        : "run of script 1 requested by 750/0: refused (start with "
+          "--allow-scripts to allow it)\nreboot requested by 750/0: refused "
+          "(start with --allow-reboot to allow it)\n";
+    EXPECT_EQ(want, routerd_->log());
+    client_.reset();
+    routerd_.reset();
+  }
+}
+
+TEST_F(ModelTest, InjectedLinkChangesReachFilteredSubscribers) {
+  start();
+  message filter;  // what the agent asks for: no internal interfaces
+  filter.insert(u32_id(0x10002), 0);
+  filter.insert(u32_id(0x10003), 128);
+  client_->subscribe(u32_vector(20, 0), 0x10004, filter);
+  struct Case { uint32_t id; bool running; bool notified; uint32_t state; };
+  for (const Case& c : std::vector<Case>{{5, false, false, 0x100},
+                                         {2, false, true, 0x100},
+                                         {2, false, false, 0x100},
+                                         {9, true, true, 0x400}}) {
+    client_->events.clear();
+    message set;
+    set.insert(u32_id(kFieldObjId), c.id);
+    set.insert(bool_id(0x1000e), c.running);
+    EXPECT_FALSE(isError(client_->ask(20, 0, 0x10005, set)));
+    EXPECT_EQ(c.notified,
+              client_->waitFor([&] { return !client_->events.empty(); }, 300))
+        << "interface " << c.id;
+    if (c.notified) {
+      EXPECT_EQ(c.id, client_->events[0].get(u32_id(kFieldObjId), 0));
+      EXPECT_EQ(c.state, client_->events[0].get(u32_id(0x10003), 0));
+    }
+  }
+  std::vector<message> links = client_->walk(20, 0, 0, 1);
+  ASSERT_EQ(3u, links.size());
+  EXPECT_EQ(3u, links[0].fields().size());  // id, flags, state only
+  EXPECT_EQ(0x100u, links[0].get(u32_id(0x10003), 0));
+}
+
+TEST(ModelFile, BrokenModelsAreRefusedWithTheirLine) {
+  struct Case { const char* text; const char* error; };
+  for (const Case& c : std::vector<Case>{
+           {"{\"routes\": [{\"id\": 1}, {\"id\": 1}]}", "line 1: id 1 twice in \"routes\""},
+           {"{\"nat\": []}", "line 1: unknown section \"nat\""},
+           {"{\"routes\": [{\"dst\": \"10.0.0.256\"}]}", "line 1: bad value for \"dst\""},
+           {"{\"routes\": [{\"metric\": 1.5}]}", "line 1: only whole numbers are allowed"},
+           {"{\"scripts\": [\n{\"id\": 1},\n]}", "line 3: trailing ','"},
+           {"{\"clock\": {\"zone\": 1}}", "line 1: unknown field \"zone\""},
+           {"{\"health\": {\"temperature\": -2147483649}}", "line 1: bad value for \"temperature\""},
+           {"{} x", "line 1: text after the model"},
+       }) {
+    tarn_test::TempRoot root;
+    std::string file = root.dir() + "/m.json";
+    std::ofstream(file) << c.text;
+    Routerd d(root.dir(), {"--model", file});
+    int status = 0;
+    waitpid(d.pid(), &status, 0);
+    EXPECT_EQ(1, WEXITSTATUS(status)) << c.text;
+    EXPECT_EQ("tarn-routerd: " + file + ": " + c.error + "\n", d.log()) << c.text;
+  }
+}
+
+TEST(ModelFile, ShippedExampleLoads) {
+  tarn_test::TempRoot root;
+  Routerd d(root.dir(), {"--model", router_test::built("router/models/small-router.json")});
+  Client c;
+  ASSERT_TRUE(d.ready(c)) << d.log();
+  EXPECT_EQ(7u, c.walk(20, 0, 2).size());
+  EXPECT_EQ(7u, c.walk(44, 1, 3).size());
+  EXPECT_EQ("edge-01", c.ask(24, 1, 0xfe000d).get(string_id(12), ""));
+  EXPECT_EQ(0, d.stop());
+}
+
+}  // namespace
