@@ -5,6 +5,7 @@
 
 #include "busclient/fields.h"
 #include "busclient/json.h"
+#include "busclient/snmp_verbs.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
@@ -155,6 +156,7 @@ const std::vector<Verb>& verbs() {
        "send a command with typed fields and print the reply", verbSend},
       {"list", "PATH", "list every object of a handler (get-all, paged)",
        verbList},
+      {"snmp", SNMP_ARGS, SNMP_SUMMARY, verbSnmp},
   };
   return table;
 }

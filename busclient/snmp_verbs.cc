@@ -1,0 +1,367 @@
+// tarnctl snmp ...: friendly verbs for the SNMP agent (service 161): its
+// settings (handler 0), its communities (handler 1), its trap generators
+// and test events. Settings are given as key=value words; each table row
+// below says how a key's text becomes a field of the request.
+#include "busclient/snmp_verbs.h"
+
+#include <arpa/inet.h>
+#include <string.h>
+
+#include <iostream>
+
+#include "busclient/fields.h"
+#include "platform/codes.h"
+#include "platform/errors.h"
+#include "platform/looper.h"
+#include "service/snmp_fields.h"
+
+namespace tarnctl {
+
+namespace {
+
+using tarn::message;
+
+const uint32_t AGENT = 161;
+const uint32_t COMMUNITIES = 1;
+const uint32_t START_TRAP = 0xABC0001;
+
+enum Kind { BOOL, U32, IP, TEXT, LIST, CHOICE };
+
+// One key=value word: the field it sets and how its value is read. CHOICE
+// keys take one of `choices` (name=number pairs, comma separated) or a
+// number.
+struct Key {
+  const char* name;
+  Kind kind;
+  uint32_t field;
+  const char* choices;
+};
+
+const Key SETTINGS[] = {
+    {"enabled", BOOL, 1, nullptr},
+    {"contact", TEXT, 2, nullptr},
+    {"location", TEXT, 3, nullptr},
+    {"trap-community-name", TEXT, 4, nullptr},
+    {"engine-id", TEXT, 10, nullptr},
+    {"engine-boots", U32, 13, nullptr},
+    {"time-window", U32, 14, nullptr},
+    {"trap-target", IP, 16, nullptr},
+    {"trap-community", CHOICE, 17, "none=0xFFFFFFFF"},
+    {"trap-version", CHOICE, 18, "v1=0,v2c=1,v3=3"},
+    {"trap-generators", LIST, 19, nullptr},
+};
+
+const Key COMMUNITY[] = {
+    {"name", TEXT, 5, nullptr},
+    {"read", BOOL, 6, nullptr},
+    {"write", BOOL, 7, nullptr},
+    {"address", IP, 8, nullptr},
+    {"netmask", IP, 9, nullptr},
+    {"auth-password", TEXT, 11, nullptr},
+    {"priv-password", TEXT, 12, nullptr},
+    {"security", CHOICE, 15, "none=0,auth=1,priv=2"},
+    {"auth-protocol", CHOICE, 20, "md5=0,sha=1"},
+    {"priv-protocol", CHOICE, 21, "des=0"},
+};
+
+const struct {
+  const char* name;
+  uint32_t type;
+} VALUE_TYPES[] = {
+    {"integer", 0x02}, {"string", 0x04},   {"null", 0x05},
+    {"oid", 0x06},     {"ipaddress", 0x40}, {"counter", 0x41},
+    {"gauge", 0x42},   {"timeticks", 0x43},
+};
+
+int usageError(const std::string& text) {
+  std::cerr << "tarnctl snmp: " << text << "\n";
+  return kExitUsage;
+}
+
+bool choose(const char* choices, const std::string& text, uint32_t* out) {
+  if (parseU32(text, out)) return true;
+  const std::string list = choices;
+  size_t start = 0;
+  while (start < list.size()) {
+    size_t end = list.find(',', start);
+    if (end == std::string::npos) end = list.size();
+    const std::string pair = list.substr(start, end - start);
+    const size_t eq = pair.find('=');
+    if (pair.substr(0, eq) == text) return parseU32(pair.substr(eq + 1), out);
+    start = end + 1;
+  }
+  return false;
+}
+
+// The name `choices` gives n, or n as a number.
+std::string choiceName(const char* choices, uint32_t n) {
+  const std::string list = choices;
+  size_t start = 0;
+  while (start < list.size()) {
+    size_t end = list.find(',', start);
+    if (end == std::string::npos) end = list.size();
+    const std::string pair = list.substr(start, end - start);
+    const size_t eq = pair.find('=');
+    uint32_t v;
+    if (parseU32(pair.substr(eq + 1), &v) && v == n) return pair.substr(0, eq);
+    start = end + 1;
+  }
+  return std::to_string(n);
+}
+
+// Adds the field of one key=value word to m.
+bool addWord(const Key* keys, size_t count, const std::string& word, message* m) {
+  const size_t eq = word.find('=');
+  if (eq == std::string::npos) {
+    usageError("expected key=value: " + word);
+    return false;
+  }
+  const std::string name = word.substr(0, eq), value = word.substr(eq + 1);
+  for (size_t i = 0; i < count; ++i) {
+    const Key& k = keys[i];
+    if (name != k.name) continue;
+    uint32_t n = 0;
+    in_addr ip;
+    switch (k.kind) {
+      case BOOL:
+        if (value != "yes" && value != "no") break;
+        m->insert(tarn::bool_id(k.field), value == "yes");
+        return true;
+      case U32:
+        if (!parseU32(value, &n)) break;
+        m->insert(tarn::u32_id(k.field), n);
+        return true;
+      case IP:
+        if (inet_pton(AF_INET, value.c_str(), &ip) != 1) break;
+        m->insert(tarn::be32_id(k.field), static_cast<uint32_t>(ip.s_addr));
+        return true;
+      case TEXT:
+        m->insert(tarn::string_id(k.field), value);
+        return true;
+      case CHOICE:
+        if (!choose(k.choices, value, &n)) break;
+        m->insert(tarn::u32_id(k.field), n);
+        return true;
+      case LIST: {
+        std::vector<uint32_t> ids;
+        size_t start = 0;
+        bool ok = true;
+        while (ok && start < value.size()) {
+          size_t end = value.find(',', start);
+          if (end == std::string::npos) end = value.size();
+          const std::string item = value.substr(start, end - start);
+          ok = item == "start-trap" ? (n = START_TRAP, true) : parseU32(item, &n);
+          ids.push_back(n);
+          start = end + 1;
+        }
+        if (!ok) break;
+        m->insert(tarn::u32_array_id(k.field), ids);
+        return true;
+      }
+    }
+    usageError("bad value for " + name + ": " + value);
+    return false;
+  }
+  usageError("unknown key " + name);
+  return false;
+}
+
+bool addWords(const Key* keys, size_t count, const std::vector<std::string>& args,
+              size_t first, message* m) {
+  for (size_t i = first; i < args.size(); ++i) {
+    if (!addWord(keys, count, args[i], m)) return false;
+  }
+  return true;
+}
+
+// Sends and returns the reply; prints an error reply (true if it was one).
+bool exchange(const Options& opts, uint32_t handler, uint32_t cmd, message& m,
+              message* reply) {
+  m.insert(tarn::u32_array_id(tarn::kFieldDst), tarn::u32_vector(AGENT, handler));
+  m.insert(tarn::u32_id(tarn::kFieldCmd), cmd);
+  *reply = tarn::getLooper()->exchangeMessage(m, opts.timeoutMs);
+  unsigned code = 0;
+  std::string text;
+  if (!tarn::isError(*reply, &code, &text)) return false;
+  char hex[16];
+  snprintf(hex, sizeof hex, "0x%x", code);
+  std::cout << "error " << hex << ": " << text << "\n";
+  return true;
+}
+
+std::string ipText(uint32_t be) {
+  in_addr a;
+  a.s_addr = be;
+  char buf[INET_ADDRSTRLEN];
+  return inet_ntop(AF_INET, &a, buf, sizeof buf) ? buf : "?";
+}
+
+// Prints the fields of `keys` that m holds, one "key: value" a line;
+// passwords only as "(set)".
+void printFields(const Key* keys, size_t count, const message& m) {
+  for (size_t i = 0; i < count; ++i) {
+    const Key& k = keys[i];
+    std::cout << k.name << ": ";
+    switch (k.kind) {
+      case BOOL:
+        std::cout << (m.get(tarn::bool_id(k.field), false) ? "yes" : "no");
+        break;
+      case IP:
+        std::cout << ipText(m.get(tarn::be32_id(k.field), 0u));
+        break;
+      case TEXT:
+        if (strstr(k.name, "password")) {
+          std::cout << (m.get(tarn::string_id(k.field), std::string()).empty()
+                            ? "(none)" : "(set)");
+        } else {
+          std::cout << '"' << m.get(tarn::string_id(k.field), std::string()) << '"';
+        }
+        break;
+      case LIST: {
+        const char* sep = "";
+        for (uint32_t id : m.get(tarn::u32_array_id(k.field))) {
+          std::cout << sep << (id == START_TRAP ? std::string("start-trap")
+                                                : std::to_string(id));
+          sep = ",";
+        }
+        break;
+      }
+      case CHOICE:
+        std::cout << choiceName(k.choices, m.get(tarn::u32_id(k.field), 0u));
+        break;
+      default:
+        std::cout << m.get(tarn::u32_id(k.field), 0u);
+    }
+    std::cout << "\n";
+  }
+}
+
+template <size_t N>
+size_t countOf(const Key (&)[N]) { return N; }
+
+int done(const Options& opts, bool error, const message& reply) {
+  if (error) return kExitErrorReply;
+  if (opts.json) {
+    std::cout << "{\"ok\":true}\n";
+    return kExitOk;
+  }
+  if (reply.has(tarn::u32_id(tarn::kFieldObjId))) {
+    std::cout << "id " << reply.get(tarn::u32_id(tarn::kFieldObjId), 0u) << "\n";
+  } else {
+    std::cout << "ok\n";
+  }
+  return kExitOk;
+}
+
+int show(const Options& opts) {
+  message m, reply;
+  if (opts.json) return exchangeAndPrint(opts, {AGENT}, tarn::kCmdGet, m);
+  if (exchange(opts, 0, tarn::kCmdGet, m, &reply)) return kExitErrorReply;
+  printFields(SETTINGS, countOf(SETTINGS), reply);
+  return kExitOk;
+}
+
+int communities(const Options& opts) {
+  uint32_t start = 0xFFFFFFFF;
+  do {
+    message m, reply;
+    if (start != 0xFFFFFFFF) m.insert(tarn::u32_id(tarn::kFieldStart), start);
+    if (exchange(opts, COMMUNITIES, tarn::kCmdGetAll, m, &reply)) return kExitErrorReply;
+    for (const message::flat_message& flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
+      const message c(flat);
+      std::cout << "id: " << c.get(tarn::u32_id(tarn::kFieldObjId), 0u) << "\n";
+      printFields(COMMUNITY, countOf(COMMUNITY), c);
+      std::cout << "\n";
+    }
+    start = reply.get(tarn::u32_id(tarn::kFieldStart), 0xFFFFFFFFu);
+  } while (start != 0xFFFFFFFF);
+  return kExitOk;
+}
+
+int community(const Options& opts, const std::vector<std::string>& args) {
+  if (args.size() < 3) return usageError("community add NAME | set ID | remove ID");
+  message m, reply;
+  const std::string& action = args[1];
+  if (action == "add") {
+    m.insert(tarn::string_id(5), args[2]);
+    if (!addWords(COMMUNITY, countOf(COMMUNITY), args, 3, &m)) return kExitUsage;
+    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdAddObj, m, &reply), reply);
+  }
+  uint32_t id;
+  if (!parseU32(args[2], &id)) return usageError("bad community id " + args[2]);
+  m.insert(tarn::u32_id(tarn::kFieldObjId), id);
+  if (action == "set") {
+    if (!addWords(COMMUNITY, countOf(COMMUNITY), args, 3, &m)) return kExitUsage;
+    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdSetObj, m, &reply), reply);
+  }
+  if (action == "remove" && args.size() == 3) {
+    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdRemoveObj, m, &reply), reply);
+  }
+  return usageError("community add NAME | set ID | remove ID");
+}
+
+int generators(const Options& opts) {
+  message m, reply;
+  if (exchange(opts, 0, snmpf::CMD_GENERATORS, m, &reply)) return kExitErrorReply;
+  for (const message::flat_message& flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
+    const message g(flat);
+    char id[16];
+    snprintf(id, sizeof id, "0x%x", g.get(tarn::u32_id(tarn::kFieldObjId), 0u));
+    std::cout << id << " " << g.get(tarn::string_id(tarn::kFieldName), std::string()) << "\n";
+  }
+  return kExitOk;
+}
+
+int event(const Options& opts, const std::vector<std::string>& args) {
+  if (args.size() < 3 || args.size() > 4) return usageError("event OID TYPE [VALUE]");
+  uint32_t type = 0;
+  bool known = parseU32(args[2], &type);
+  for (const auto& t : VALUE_TYPES) {
+    if (args[2] == t.name) {
+      type = t.type;
+      known = true;
+    }
+  }
+  if (!known) return usageError("unknown value type " + args[2]);
+  message m, reply;
+  m.insert(snmpf::EVENT_OID, args[1]);
+  m.insert(snmpf::EVENT_TYPE, type);
+  if (args.size() == 4) m.insert(snmpf::EVENT_VALUE, args[3]);
+  return done(opts, exchange(opts, 0, snmpf::CMD_EVENT, m, &reply), reply);
+}
+
+}  // namespace
+
+const char SNMP_ARGS[] =
+    "show | set KEY=VALUE... | communities | generators\n"
+    "       | community add NAME [KEY=VALUE...] | community set ID KEY=VALUE...\n"
+    "       | community remove ID | event OID TYPE [VALUE]";
+
+const char SNMP_SUMMARY[] =
+    "the SNMP agent's settings, communities, trap generators and events.\n"
+    "      set keys: enabled=yes|no contact= location= engine-id= engine-boots=N\n"
+    "        time-window=S trap-target=IP trap-version=v1|v2c|v3 (or 0|1|3)\n"
+    "        trap-community=ID|none trap-community-name= trap-generators=ID,...\n"
+    "        (ids as 'tarnctl snmp generators' lists them; start-trap allowed)\n"
+    "      community keys: name= read=yes|no write=yes|no address=IP netmask=IP\n"
+    "        security=none|auth|priv auth-protocol=md5|sha auth-password=\n"
+    "        priv-password= priv-protocol=des\n"
+    "      event TYPE: integer string null oid ipaddress counter gauge timeticks\n"
+    "        or a number";
+
+int verbSnmp(const Options& opts, const std::vector<std::string>& args) {
+  const std::string what = args.empty() ? "" : args[0];
+  if (what == "show" && args.size() == 1) return show(opts);
+  if (what == "set" && args.size() > 1) {
+    message m, reply;
+    if (!addWords(SETTINGS, countOf(SETTINGS), args, 1, &m)) return kExitUsage;
+    return done(opts, exchange(opts, 0, tarn::kCmdSet, m, &reply), reply);
+  }
+  if (what == "communities" && args.size() == 1) return communities(opts);
+  if (what == "community") return community(opts, args);
+  if (what == "generators" && args.size() == 1) return generators(opts);
+  if (what == "event") return event(opts, args);
+  return usageError(std::string("usage: tarnctl snmp ") + SNMP_ARGS);
+}
+
+}  // namespace tarnctl

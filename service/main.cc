@@ -1,0 +1,66 @@
+// tarn-snmpd: the SNMP agent of the router. Builds the agent in one fixed
+// order on the one thread of the process, then hands the thread to the
+// platform loop for the rest of its life. Everything is configured over the
+// bus and kept in the platform store; there are no options.
+#include <string.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "codec/diag.h"
+#include "mib/modules.h"
+#include "platform/codes.h"
+#include "platform/looper.h"
+#include "platform/paths.h"
+#include "service/plugins.h"
+#include "service/snmp_looper.h"
+#include "service/trap_makers.h"
+
+namespace {
+
+const unsigned SNMP_SERVICE_ID = 161;
+
+const char USAGE[] =
+    "usage: tarn-snmpd\n"
+    "The router's SNMP agent (service 161 on the platform bus). It takes no\n"
+    "options: settings and communities are set over the bus (tarnctl snmp)\n"
+    "and kept in $TARN_ROOT/tarn/store. Plug-ins: $TARN_ROOT/tarn/lib/snmp.\n"
+    "Test overrides: TARN_SNMP_PORT (request port, default 161) and\n"
+    "TARN_SNMP_TRAP_PORT (trap port, default 162).\n";
+
+// Tells the platform's process manager that the agent is up.
+void announceStart() {
+  tarn::message m;
+  m.insert_vector(tarn::u32_array_id(tarn::kFieldDst), 1);
+  m.insert(tarn::u32_id(5), 34u);
+  loop->sendCmd(m, 3);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
+    fputs(USAGE, stdout);
+    return 0;
+  }
+  tarn::setDefaultServiceId(SNMP_SERVICE_ID);
+  diag::err("loop = new SnmpLooper();");
+  srand(static_cast<unsigned>(time(nullptr)));
+  loop = new SnmpLooper();
+  diag::err("loop->init();");
+  loop->init();
+  buildSystemModule();
+  buildIpModule();
+  buildBridgeModule();
+  buildInterfacesModule();
+  buildHealthModule();
+  loadPlugins(tarn::rootPath("/tarn/lib/snmp"));
+  // After the plug-ins, so that their trap makers are asked first.
+  trapMakers.push_back(zarrowTrapMaker);
+  loop->startSubscribers();
+  loop->addTimer(loop, &SnmpLooper::startup, 0);
+  announceStart();
+  loop->run();
+  return 0;
+}
