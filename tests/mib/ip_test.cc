@@ -9,24 +9,20 @@ namespace {
 
 using tarn::message;
 
-const unsigned kA = 0x0A000001, kB = 0x0A000002, kHop = 0xC0A801FE;
+const unsigned kA = 0x0A000001, kB = 0x0A000002;
 
-// A route to 192.168.1.0/24 of `kind`. Arrays given empty are left out.
+// A route to 192.168.1.0/24 (next hop f 3 192.168.1.254) of `kind`;
+// arrays given empty are left out.
 message route(unsigned kind, std::vector<uint32_t> gateways,
               std::vector<uint32_t> interfaces, std::vector<uint32_t> active,
-              bool invalid = false, bool disabled = false) {
-  message m;
-  m.insert(tarn::be32_id(1), be32(0xC0A80100));
-  m.insert(tarn::be32_id(2), be32(0xFFFFFF00));
-  m.insert(tarn::be32_id(3), be32(kHop));
+              unsigned skipFlag = 0) {
+  message m = u32Message({{1, be32(0xC0A80100)}, {2, be32(0xFFFFFF00)},
+                          {3, be32(0xC0A801FE)}, {7, kind}, {8, 20}});
   for (uint32_t& g : gateways) g = be32(g);
   if (!gateways.empty()) m.insert(tarn::be32_array_id(4), gateways);
   if (!interfaces.empty()) m.insert(tarn::u32_array_id(5), interfaces);
   if (!active.empty()) m.insert(tarn::u32_array_id(6), active);
-  m.insert(tarn::u32_id(7), kind);
-  m.insert(tarn::u32_id(8), 20);
-  if (invalid) m.insert(tarn::bool_id(0xfe0008), true);
-  if (disabled) m.insert(tarn::bool_id(0xfe000a), true);
+  if (skipFlag) m.insert(tarn::bool_id(skipFlag), true);
   return m;
 }
 
@@ -34,7 +30,7 @@ message route(unsigned kind, std::vector<uint32_t> gateways,
 std::string rows(const message& m) {
   std::vector<RouteRecord*> out = built<RouteRecord>(RouteRecord::build, m);
   std::string s;
-  char buf[80];
+  char buf[64];
   for (RouteRecord* r : out) {
     EXPECT_EQ(r->destination, 0xC0A80100u);
     EXPECT_EQ(r->mask, 0xFFFFFF00u);
@@ -57,145 +53,100 @@ TEST(RouteRecord, OneRowPerActiveGatewayClassifiedByKind) {
       {route(2, {}, {}, {}), "c0a801fe/0 3 1 3 2"},
       {route(3, {kA, kB}, {1, 2}, {}), "0a000001/1 4 2 4 3, 0a000002/2 4 2 4 3"},
       {route(8, {kA, kB}, {1, 2}, {1, 0}), "0a000001/1 4 14 4 14"},
-      {route(8, {kA, kB}, {1, 2}, {0, 1}), "0a000002/2 4 14 4 14"},
-      {route(2, {kA}, {4}, {}), "0a000001/4 3 1 3 2"},
+      {route(6, {kA, kB}, {1, 2}, {0, 1}), "0a000002/2 4 13 4 13"},
       {route(5, {}, {3}, {}), ""},
       {route(3, {kA}, {}, {}), ""},
-      {route(3, {kA}, {1}, {}, true), ""},
-      {route(3, {kA}, {1}, {}, false, true), ""},
-      {route(4, {kA}, {1}, {}), "0a000001/1 4 8 4 8"},
-      {route(6, {kA}, {1}, {}), "0a000001/1 4 13 4 13"},
-      {route(7, {kA}, {1}, {}), "0a000001/1 4 1 1 1"},
-      {route(29, {kA}, {1}, {}), "0a000001/1 4 1 1 1"},
+      {route(3, {kA}, {1}, {}, 0xfe0008), ""},
+      {route(3, {kA}, {1}, {}, 0xfe000a), ""},
       {route(30, {kA}, {1}, {}), "0a000001/1 4 2 4 3"},
       {route(31, {kA}, {1}, {}), "0a000001/1 4 1 3 2"},
-      {route(1, {kA}, {1}, {}), "0a000001/1 4 1 1 1"},
       {route(32, {kA}, {1}, {}), "0a000001/1 4 1 1 1"},
   };
   for (const Case& c : cases) EXPECT_EQ(rows(c.in), c.rows) << c.in;
 }
 
-TEST(IpAddressRecord, InvalidOrDisabledAddressesAreSkipped) {
+TEST(IpRecords, AddressSkipsAndArpType) {
   struct Case {
-    bool invalid, disabled;
-    size_t rows;
-  } cases[] = {{false, false, 1}, {true, false, 0}, {false, true, 0}};
+    bool invalid, disabledOrDynamic;
+    size_t addresses;
+    int arpType;
+  } cases[] = {
+      {false, false, 1, 4}, {true, false, 0, 2}, {false, true, 0, 3},
+      {true, true, 0, 2},
+  };
   for (const Case& c : cases) {
-    message m;
-    m.insert(tarn::be32_id(1), be32(0x0A000001));
-    m.insert(tarn::be32_id(3), be32(0xFFFF0000));
-    m.insert(tarn::u32_id(5), 4);
+    message m = u32Message({{1, be32(kA)}, {3, be32(0xFFFF0000)}, {5, 4}});
     m.insert(tarn::bool_id(0xfe0008), c.invalid);
-    m.insert(tarn::bool_id(0xfe000a), c.disabled);
-    std::vector<IpAddressRecord*> out =
-        built<IpAddressRecord>(IpAddressRecord::build, m);
-    ASSERT_EQ(out.size(), c.rows);
-    if (c.rows) {
-      EXPECT_EQ(out[0]->address, 0x0A000001u);
-      EXPECT_EQ(out[0]->netMask, 0xFFFF0000u);
-      EXPECT_EQ(out[0]->interfaceIndex, 4);
-    }
-    freeAll(out);
-  }
-}
-
-TEST(ArpRecord, TypeFromTheTwoFlags) {
-  struct Case {
-    bool invalid, dynamic;
-    int type;
-  } cases[] = {{true, true, 2}, {true, false, 2}, {false, true, 3},
-               {false, false, 4}};
-  for (const Case& c : cases) {
-    message m;
-    m.insert(tarn::bool_id(0xfe0008), c.invalid);
-    m.insert(tarn::bool_id(0xfe0007), c.dynamic);
-    std::vector<ArpRecord*> out = built<ArpRecord>(ArpRecord::build, m);
-    EXPECT_EQ(out.at(0)->type, c.type) << c.invalid << c.dynamic;
-    freeAll(out);
+    m.insert(tarn::bool_id(0xfe000a), c.disabledOrDynamic);
+    m.insert(tarn::bool_id(0xfe0007), c.disabledOrDynamic);
+    auto addresses = built<IpAddressRecord>(IpAddressRecord::build, m);
+    ASSERT_EQ(addresses.size(), c.addresses);
+    for (IpAddressRecord* a : addresses) EXPECT_EQ(a->netMask, 0xFFFF0000u);
+    auto arp = built<ArpRecord>(ArpRecord::build, m);
+    EXPECT_EQ(arp.at(0)->type, c.arpType) << c.invalid << c.disabledOrDynamic;
+    EXPECT_EQ(arp[0]->address, kA);
+    freeAll(addresses);
+    freeAll(arp);
   }
 }
 
 TEST(VendorTables, AddressPairAndLabelRules) {
-  struct Case21 {
+  struct Case {
     std::vector<uint32_t> pair;
+    std::string octets;
     unsigned first, second;
-  } cases21[] = {
-      {{}, 0, 0},
-      {{kA}, 0, 0},
-      {{kA, kB}, kA, kB},
-      {{kB, kA, kA}, kB, kA},
+    std::string label;
+  } cases[] = {
+      {{}, "", 0, 0, ""},
+      {{be32(kA)}, "abcdefg", 0, 0, ""},
+      {{be32(kA), be32(kB)}, "abcdefgh", kA, kB, "abcdefgh"},
+      {{be32(kB), be32(kA), 0}, std::string("ab\0cdefgh", 9), kB, kA, "ab"},
   };
-  for (const Case21& c : cases21) {
-    message m;
-    std::vector<uint32_t> wire;
-    for (uint32_t a : c.pair) wire.push_back(be32(a));
-    m.insert(tarn::be32_array_id(105), wire);
-    std::vector<VendorTable21Record*> out =
-        built<VendorTable21Record>(VendorTable21Record::build, m);
-    EXPECT_EQ(out.at(0)->firstAddress, c.first) << c.pair.size();
-    EXPECT_EQ(out.at(0)->secondAddress, c.second) << c.pair.size();
-    freeAll(out);
-  }
-  struct Case22 {
-    std::string octets, label;
-  } cases22[] = {
-      {"", ""},
-      {"abcdefg", ""},
-      {"abcdefgh", "abcdefgh"},
-      {std::string("ab\0cdefgh", 9), "ab"},
-  };
-  for (const Case22& c : cases22) {
-    message m;
+  for (const Case& c : cases) {
+    message m = u32Message({{201, 9}});
+    m.insert(tarn::be32_array_id(105), c.pair);
     m.insert(tarn::raw_id(12), tarn::bytes(c.octets.begin(), c.octets.end()));
     m.insert(tarn::u64_id(200), 0x100000007ull);
-    std::vector<VendorTable22Record*> out =
-        built<VendorTable22Record>(VendorTable22Record::build, m);
-    EXPECT_EQ(out.at(0)->label, c.label) << c.octets;
-    EXPECT_EQ(out.at(0)->secondCounterLow, 7);
-    EXPECT_EQ(out.at(0)->secondCounter, 0x100000007ull);
-    freeAll(out);
+    auto t21 = built<VendorTable21Record>(VendorTable21Record::build, m);
+    auto t22 = built<VendorTable22Record>(VendorTable22Record::build, m);
+    EXPECT_EQ(t21.at(0)->firstAddress, c.first) << c.pair.size();
+    EXPECT_EQ(t21[0]->secondAddress, c.second) << c.pair.size();
+    EXPECT_EQ(t22.at(0)->label, c.label) << c.octets;
+    EXPECT_EQ(t22[0]->secondCounterLow, 7);
+    EXPECT_EQ(t22[0]->fourthCounter, 9);
+    freeAll(t21);
+    freeAll(t22);
   }
 }
 
 class IpModuleTest : public MibTest {};
 
-TEST_F(IpModuleTest, RouteTablesRowsCountAndConstants) {
+TEST_F(IpModuleTest, RouteTablesCountAndVendorPageSize) {
   FakeService& routes = bus.at(44, 1);
+  FakeService& vendor = bus.at(20, 9);
   routes.answer = [](const message& req) {
     if (req.get(tarn::u32_id(tarn::kFieldCmd), 0) == tarn::kCmdGetCount)
       return u32Message({{tarn::kFieldCount, 2}});
-    return FakeService::page({route(3, {kA, kB}, {1, 2}, {}),
-                              route(2, {}, {5}, {})});
+    return FakeService::page({route(3, {kA, kB}, {1, 2}, {}), route(2, {}, {5}, {})});
   };
-  IpModule m;
-  const OID cidr("1.3.6.1.2.1.4.24.4.1");
-  const OID classic("1.3.6.1.2.1.4.21.1");
-  // Three CIDR rows by destination, mask, tos 0, next hop; the classic
-  // table keeps one row per destination.
+  IpModule ip;
+  VendorTablesModule vendorTables;
+  const OID cidr("1.3.6.1.2.1.4.24.4.1"), classic("1.3.6.1.2.1.4.21.1");
+  // CIDR rows by destination, mask, tos 0 and next hop; the classic table
+  // keeps one row per destination.
   EXPECT_EQ(walk(cidr + 1),
-            "192.168.1.0.255.255.255.0.0.10.0.0.1 "
-            "192.168.1.0.255.255.255.0.0.10.0.0.2 "
-            "192.168.1.0.255.255.255.0.0.192.168.1.254");
-  EXPECT_EQ(walk(classic + 1), "192.168.1.0");
-  EXPECT_EQ(routes.u32(0, tarn::kFieldMaxCount), 5u);
+            ".192.168.1.0.255.255.255.0.0.10.0.0.1 "
+            ".192.168.1.0.255.255.255.0.0.10.0.0.2 "
+            ".192.168.1.0.255.255.255.0.0.192.168.1.254");
+  EXPECT_EQ(walk(classic + 1), ".192.168.1.0");
   const OID row{192, 168, 1, 0, 255, 255, 255, 0, 0, 10, 0, 0, 2};
   EXPECT_EQ(value(cidr + 5, row), "02 01 02");
   EXPECT_EQ(value(cidr + 9, row), "06 01 00");
   EXPECT_EQ(value(cidr + 12, row), "02 01 ff");
-  EXPECT_EQ(value(classic + 13, OID{192, 168, 1, 0}), "06 01 00");
   EXPECT_EQ(scalar("1.3.6.1.2.1.4.24.3"), "42 01 02");  // the service's count
-  EXPECT_EQ(scalar("1.3.6.1.2.1.4.1"), "02 01 01");
   EXPECT_EQ(scalar("1.3.6.1.2.1.4.2"), "02 02 00 ff");
-}
-
-TEST_F(IpModuleTest, VendorTablesAskSevenAPage) {
-  FakeService& s21 = bus.at(20, 9);
-  FakeService& s22 = bus.at(20, 12);
-  VendorTablesModule m;
-  m.provider21.updateTables();
-  m.provider22.updateTables();
-  EXPECT_EQ(s21.u32(0, tarn::kFieldMaxCount), 7u);
-  EXPECT_EQ(s22.u32(0, tarn::kFieldMaxCount), 7u);
+  vendorTables.provider21.updateTables();
+  EXPECT_EQ(vendor.u32(0, tarn::kFieldMaxCount), 7u);
 }
 
 }  // namespace

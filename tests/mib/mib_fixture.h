@@ -1,7 +1,7 @@
 // Test fixture for the MIB modules: fake router services on a local looper,
 // an empty registry for the module under test (restored afterwards, with
 // every leaf and packer registered meanwhile freed), and helpers that read
-// a registered object as a request would.
+// registered objects as requests do.
 #ifndef TESTS_MIB_MIB_FIXTURE_H
 #define TESTS_MIB_MIB_FIXTURE_H
 
@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "codec/oid.h"
 #include "data/packer.h"
 #include "data/table.h"
 #include "engine/context.h"
@@ -24,38 +23,36 @@ class MibTest : public ::testing::Test {
  protected:
   MibTest() { saved.swap(leafs); }
   ~MibTest() override {
+    freeLeaves();
+    leafs.swap(saved);
+  }
+  static void freeLeaves() {
     for (auto& entry : leafs) {
       delete entry.second->packer;
       delete entry.second;
     }
-    leafs.swap(saved);
+    leafs.clear();
   }
 
-  // The value of the instance `instance` of the object at `leaf`, as BER
-  // hex without the name ("none" when the object has no such instance).
-  static std::string value(const OID& leaf, const OID& instance,
-                           bool next = false) {
+  // The value of `instance` of the object at `leaf` as BER hex without the
+  // name, or "none" when there is no such instance.
+  static std::string value(const OID& leaf, const OID& instance) {
     const unsigned char none = 0;
     Context ctx(&none, 0);
     ctx.leafName = leaf;
     ctx.oid = instance;
-    Leaf* l = leafs.at(leaf);
-    if (!(next ? l->getNext(ctx) : l->get(ctx))) return "none";
+    if (!leafs.at(leaf)->get(ctx)) return "none";
     const std::vector<unsigned char>& b = ctx.out.data;
     return hex(std::vector<unsigned char>(b.begin() + 2 + b[1], b.end()));
   }
   static std::string scalar(const char* oid) { return value(OID(oid), OID{0}); }
 
-  // The indexes of a column's rows, in walk order, e.g. "1 2".
+  // The row indexes of a column's table in walk order: ".1 .2".
   static std::string walk(const OID& column) {
     std::string rows;
-    Leaf* l = leafs.at(column);
-    Table* t = static_cast<ColumnarLeaf*>(l)->table;
-    for (Table::Row r = t->getNext(OID()); r.second; r = t->getNext(r.first)) {
-      if (!rows.empty()) rows += ' ';
-      std::string arcs = r.first.str();
-      rows += arcs.substr(1);
-    }
+    Table* t = static_cast<ColumnarLeaf*>(leafs.at(column))->table;
+    for (Table::Row r = t->getNext(OID()); r.second; r = t->getNext(r.first))
+      rows += (rows.empty() ? "" : " ") + r.first.str();
     return rows;
   }
 
@@ -63,7 +60,7 @@ class MibTest : public ::testing::Test {
   std::map<OID, Leaf*> saved;
 };
 
-// A be32 field value for an address written with the first octet most
+// A be32 field value of an address held with the first octet most
 // significant: its bytes in memory are the dotted octets.
 inline uint32_t be32(unsigned ip) {
   uint32_t v;
@@ -72,10 +69,9 @@ inline uint32_t be32(unsigned ip) {
   return v;
 }
 
-// The records a list builder makes of one object; the caller owns them.
+// The records a list builder makes of one object; the caller frees them.
 template <class R>
-std::vector<R*> built(void (*builder)(const tarn::message&,
-                                      std::vector<Data*>*),
+std::vector<R*> built(void (*builder)(const tarn::message&, std::vector<Data*>*),
                       const tarn::message& m) {
   std::vector<Data*> out;
   builder(m, &out);
