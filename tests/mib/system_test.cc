@@ -129,28 +129,6 @@ TEST_F(SystemTest, WritesGoBackToTheirServices) {
             "TheSystem::reverseBuild\nTheSystem::reverseBuild\nTheSystem::REBOOT\n");
 }
 
-TEST(Health, SourceAndTemperatures) {
-  struct Case {
-    message in;
-    std::string source;
-    int voltage, temperature, cpu;
-  } cases[] = {
-      {message(), "n/a", 0, -2730, -2730},
-      {u32Message({{12, 0}, {13, 12}}), "aux", 12, -2730, -2730},
-      {u32Message({{12, 1}, {14, 35}}), "main", 0, 350, -2730},
-      {u32Message({{12, 2}, {17, static_cast<unsigned>(-5)}}), "none", 0, -2730, -50},
-      {u32Message({{12, 3}}), "n/a", 0, -2730, -2730},
-  };
-  for (const Case& c : cases) {
-    Health* r = static_cast<Health*>(Health::build(c.in));
-    EXPECT_EQ(r->source, c.source) << c.in;
-    EXPECT_EQ(r->voltage, c.voltage) << c.in;
-    EXPECT_EQ(r->temperature, c.temperature) << c.in;
-    EXPECT_EQ(r->cpuTemperature, c.cpu) << c.in;
-    delete r;
-  }
-}
-
 class HealthTest : public MibTest {};
 
 TEST_F(HealthTest, OptionalObjectsRegisterOnFirstSightAndStay) {
@@ -160,23 +138,28 @@ TEST_F(HealthTest, OptionalObjectsRegisterOnFirstSightAndStay) {
   HealthModule m;
   struct Case {
     message answer;
-    std::string out, registered;
+    std::string out, registered, source, temperature;
   } cases[] = {
-      {u32Message({{12, 1}}), "", "9"},
-      {u32Message({{13, 12}}), "+ voltage\n", "8 9"},
-      {u32Message({{14, 35}, {17, 40}}), "+ temperature\n+ cpu temperature\n", "8 9 10 11"},
-      {message(), "", "8 9 10 11"},
+      {u32Message({{12, 1}}), "", "9", "main", "none"},
+      {u32Message({{13, 12}, {12, 0}}), "+ voltage\n", "8 9", "aux", "none"},
+      {u32Message({{14, 35}, {17, 40}, {12, 2}}), "+ temperature\n+ cpu temperature\n",
+       "8 9 10 11", "none", "02 02 01 5e"},
+      {u32Message({{12, 3}, {14, static_cast<unsigned>(-5)}}), "", "8 9 10 11", "n/a",
+       "02 01 ce"},
+      {message(), "", "8 9 10 11", "n/a", "02 02 f5 56"},
   };
   for (const Case& c : cases) {
     answer = c.answer;
     m.provider.invalidateData();
     diag::Capture capture;
-    EXPECT_NE(value(health + 9, OID{0}), "none");
+    EXPECT_EQ(value(health + 9, OID{0}), "04 " + hex({static_cast<unsigned char>(c.source.size())}) +
+                                             " " + hex({c.source.begin(), c.source.end()}));
     EXPECT_EQ(capture.out(), c.out) << c.answer;
     std::string registered;
     for (auto& e : leafs)
       registered += (registered.empty() ? "" : " ") + std::to_string(e.first[e.first.size() - 1]);
     EXPECT_EQ(registered, c.registered) << c.answer;
+    EXPECT_EQ(leafs.count(health + 10) ? value(health + 10, OID{0}) : "none", c.temperature);
   }
   EXPECT_EQ(value(health + 8, OID{0}), "02 01 00");  // absent voltage reads 0
 }
