@@ -53,4 +53,10 @@ BridgeModule::~BridgeModule() {
   if (firstBridge == &bridge) firstBridge = nullptr;
 }
 
-void buildBridgeModule() { new BridgeModule; }
+namespace {
+
+BridgeModule* bridgeModule;  // kept for the life of the process
+
+}  // namespace
+
+void buildBridgeModule() { bridgeModule = new BridgeModule; }

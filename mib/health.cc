@@ -69,4 +69,10 @@ HealthModule::~HealthModule() {
   if (current == this) current = nullptr;
 }
 
-void buildHealthModule() { new HealthModule; }
+namespace {
+
+HealthModule* healthModule;  // kept for the life of the process
+
+}  // namespace
+
+void buildHealthModule() { healthModule = new HealthModule; }

@@ -1,8 +1,6 @@
 // The system group and the vendor scalar groups: records and registrations.
 #include "mib/system.h"
 
-#include <ctime>
-
 #include "codec/diag.h"
 #include "codec/wire.h"
 #include "engine/leaf.h"
@@ -140,7 +138,8 @@ SystemModule::SystemModule()
   addScalarLeaf(OID("1.3.6.1.4.1.40117.1.1.4.3"), num(&SoftwareIdent::level, INTEGER), &software);
   addScalarConstStringLeaf(OID("1.3.6.1.4.1.40117.1.1.4.4"), tarn::getOSVersion(), OCTET_STRING);
   addScalarLeaf(OID("1.3.6.1.4.1.40117.1.1.4.5"), num(&SoftwareIdent::upgrade, INTEGER), &software);
-  // Registered twice by tradition; the one leaf stays in place.
+  // Registered twice, as it always has been; with the one leaf both times
+  // the object exists once.
   addLeaf(OID("1.3.6.1.4.1.40117.1.1.7.1"), reboot);
   addLeaf(OID("1.3.6.1.4.1.40117.1.1.7.1"), reboot);
   addColumnarLeaf(kScriptEntry + 2, str(&Script::name), &scriptTable);
