@@ -1,0 +1,123 @@
+// Test helpers for the agent service: a fresh TARN_ROOT with one SnmpLooper
+// in `loop` (its construction lines captured), fake event sources, and a
+// UDP socket on loopback that stands in for a manager or a trap sink.
+#ifndef TESTS_SERVICE_AGENT_FIXTURE_H
+#define TESTS_SERVICE_AGENT_FIXTURE_H
+
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "codec/diag.h"
+#include "data/scribers.h"
+#include "platform/looper.h"
+#include "service/snmp_looper.h"
+#include "service/trap_makers.h"
+#include "tests/platform/test_root.h"
+
+namespace agent_test {
+
+// A UDP socket bound to 127.0.0.1 on a kernel-chosen port.
+class Udp {
+ public:
+  Udp() : fd_(socket(AF_INET, SOCK_DGRAM, 0)) {
+    sockaddr_in a = loopback(0);
+    bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+    socklen_t len = sizeof a;
+    getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
+    port_ = ntohs(a.sin_port);
+  }
+  ~Udp() { close(fd_); }
+  static sockaddr_in loopback(unsigned port, unsigned host = 0x7F000001) {
+    sockaddr_in a = {};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(host);
+    a.sin_port = htons(static_cast<uint16_t>(port));
+    return a;
+  }
+  void sendTo(const std::vector<unsigned char>& bytes, const sockaddr_in& to) {
+    sendto(fd_, bytes.data(), bytes.size(), 0,
+           reinterpret_cast<const sockaddr*>(&to), sizeof to);
+  }
+  // One datagram within `ms`, or empty; *from gets its source address.
+  std::vector<unsigned char> receive(int ms, sockaddr_in* from = nullptr) {
+    pollfd p = {fd_, POLLIN, 0};
+    if (poll(&p, 1, ms) != 1) return {};
+    std::vector<unsigned char> buf(65536);
+    sockaddr_in src = {};
+    socklen_t len = sizeof src;
+    ssize_t n = recvfrom(fd_, buf.data(), buf.size(), 0,
+                         reinterpret_cast<sockaddr*>(&src), &len);
+    if (from) *from = src;
+    buf.resize(n < 0 ? 0 : static_cast<size_t>(n));
+    return buf;
+  }
+  unsigned port() const { return port_; }
+
+ private:
+  int fd_;
+  unsigned port_ = 0;
+};
+
+// Three event sources that log their calls.
+inline std::vector<std::string>& sourceCalls() {
+  static std::vector<std::string> calls;
+  return calls;
+}
+template <char C>
+void subscribeSource() { sourceCalls().push_back(std::string("+") + C); }
+template <char C>
+void unsubscribeSource() { sourceCalls().push_back(std::string("-") + C); }
+
+class Agent : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    tarn::setDefaultServiceId(161);
+    savedMakers.swap(trapMakers);
+    savedScribers.swap(scribers);
+    linkStates.clear();
+    sourceCalls().clear();
+  }
+  void TearDown() override {
+    stop();
+    trapMakers.swap(savedMakers);
+    scribers.swap(savedScribers);
+    linkStates.clear();
+    tarn::setDefaultServiceId(0);
+  }
+  // A new agent over the root's store, as main makes it (init included).
+  void start() {
+    diag::Capture quiet;
+    agent.reset(new SnmpLooper);
+    loop = agent.get();
+    agent->init();
+  }
+  void stop() { agent.reset(); }
+  void useThreeSources() {
+    scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
+                {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
+                {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
+  }
+  // cmdSet of one message, as a bus sender {999, 0} would send it.
+  std::string set(tarn::message m) {
+    diag::Capture c;
+    m.insert(tarn::u32_array_id(0xff0002), std::vector<uint32_t>{999, 0});
+    agent->cmdSet(m);
+    return c.out() + c.err();
+  }
+
+  tarn_test::TempRoot root;
+  std::unique_ptr<SnmpLooper> agent;
+  std::vector<TrapMaker> savedMakers;
+  std::vector<Scribers> savedScribers;
+};
+
+}  // namespace agent_test
+
+#endif

@@ -1,0 +1,115 @@
+// The plug-in loader's walk: which entries are opened, what it says, and
+// where it stops.
+#include "service/plugins.h"
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <set>
+
+#include "codec/diag.h"
+#include "service/trap_makers.h"
+#include "tests/platform/test_root.h"
+
+namespace {
+
+class Plugins : public ::testing::Test {
+ protected:
+  void SetUp() override { saved.swap(trapMakers); }
+  void TearDown() override { trapMakers.swap(saved); }
+
+  std::string dir(const std::string& rel) {
+    const std::string path = root.dir() + "/" + rel;
+    mkdir(path.c_str(), 0755);
+    return path;
+  }
+  void copy(const char* from, const std::string& to) {
+    std::ifstream in(from, std::ios::binary);
+    std::ofstream out(to, std::ios::binary);
+    out << in.rdbuf();
+  }
+  // The lines loadPlugins(path) writes, as a set (directory order is the
+  // file system's).
+  std::set<std::string> load(const std::string& path) {
+    diag::Capture c;
+    loadPlugins(path);
+    std::set<std::string> lines;
+    std::istringstream s(c.err());
+    for (std::string line; std::getline(s, line);) lines.insert(line);
+    return lines;
+  }
+
+  tarn_test::TempRoot root;
+  std::vector<TrapMaker> saved;
+};
+
+TEST_F(Plugins, WalkOpensSharedObjectsOnly) {
+  const std::string top = dir("lib");
+  dir("lib/sub");
+  dir("lib/.plugins");
+  copy(TEST_PLUGIN, top + "/x.so");
+  copy(TEST_PLUGIN, top + "/a.s");
+  copy(TEST_PLUGIN, top + "/lib.so.1");
+  copy(TEST_PLUGIN, top + "/.so");
+  copy(TEST_PLUGIN, top + "/.plugins/hidden.so");
+  copy(TEST_PLUGIN_BARE, top + "/sub/bare.so");
+  dir("lib/dir.so");  // a directory with the suffix is walked, not opened
+  std::ofstream(top + "/junk.so") << "not an object";
+  ASSERT_EQ(0, symlink("sub", (top + "/linked").c_str()));
+  const std::set<std::string> lines = load(top);
+  for (const std::string& want :
+       {"plugin loaded: " + top + "/x.so", "plugin loaded: " + top + "/sub/bare.so",
+        "plugin " + top + "/sub/bare.so has no symbol autorun",
+        "plugin loaded: " + top + "/linked/bare.so",
+        "plugin " + top + "/linked/bare.so has no symbol autorun",
+        "failed dlopen: " + top + "/junk.so:"}) {
+    EXPECT_EQ(1u, lines.count(want)) << want;
+  }
+  EXPECT_EQ(7u, lines.size());  // the six above and dlerror()'s text
+  EXPECT_EQ(1u, trapMakers.size());  // x.so's autorun ran, bound to ours
+}
+
+TEST_F(Plugins, PathLimitIs128Characters) {
+  const std::string base = dir("p");
+  for (size_t length : {128u, 129u}) {
+    const std::string path = base + "/" + std::string(length - base.size() - 1, 'd');
+    ASSERT_EQ(length, path.size());
+    mkdir(path.c_str(), 0755);
+    copy(TEST_PLUGIN_BARE, path + "/x.so");
+    const std::set<std::string> lines = load(path);
+    const std::string refused =
+        "Refusing to search for snmp plugins in following directory, because "
+        "it's path is longer than 128 characters (recursive symlink?):";
+    EXPECT_EQ(length == 129 ? 1u : 0u, lines.count(refused));
+    EXPECT_EQ(length == 128 ? 1u : 0u, lines.count("plugin loaded: " + path + "/x.so"));
+  }
+  EXPECT_TRUE(load(base + "/absent").empty());
+}
+
+// An entry whose status cannot be taken (a dangling link) ends the walk of
+// its directory: entries the directory lists after it are not opened.
+TEST_F(Plugins, DanglingLinkStopsItsDirectory) {
+  const std::string top = dir("d");
+  for (const char* name : {"a.so", "b.so", "c.so", "d.so"}) copy(TEST_PLUGIN_BARE, top + "/" + name);
+  ASSERT_EQ(0, symlink("nowhere", (top + "/broken.so").c_str()));
+  std::vector<std::string> order;
+  DIR* d = opendir(top.c_str());
+  while (const dirent* e = readdir(d)) {
+    if (e->d_name[0] != '.') order.push_back(e->d_name);
+  }
+  closedir(d);
+  const std::set<std::string> lines = load(top);
+  bool afterBroken = false;
+  for (const std::string& name : order) {
+    if (name == "broken.so") {
+      afterBroken = true;
+      continue;
+    }
+    EXPECT_EQ(afterBroken ? 0u : 1u, lines.count("plugin loaded: " + top + "/" + name)) << name;
+  }
+}
+
+}  // namespace
