@@ -1,0 +1,89 @@
+// GetAllProvider: paged fills, counts and writes over the sources.
+#include "data/get_all_provider.h"
+
+#include "codec/diag.h"
+#include "data/data.h"
+
+namespace {
+
+tarn::message request(unsigned command, const std::vector<unsigned>& path) {
+  tarn::message msg;
+  msg.insert(tarn::u32_id(tarn::kFieldCmd), command);
+  msg.insert(tarn::u32_array_id(tarn::kFieldDst), path);
+  return msg;
+}
+
+}  // namespace
+
+tarn::message getAllRequest(const std::vector<unsigned>& path) {
+  return request(tarn::kCmdGetAll, path);
+}
+
+GetAllProvider::GetAllProvider() : CacheUpdateTimeout(25, 200) {}
+
+GetAllProvider::~GetAllProvider() {
+  for (Data* d : records) delete d;
+}
+
+void GetAllProvider::addSource(Builder builder,
+                               const std::vector<unsigned>& path,
+                               unsigned pageSize) {
+  sources.push_back(Source{path, builder, pageSize});
+}
+
+bool GetAllProvider::setData(Data* d) {
+  bool accepted = false;
+  for (const Source& s : sources) {
+    tarn::message msg = request(tarn::kCmdSetObj, s.path);
+    d->reverseBuild(msg);
+    tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
+    if (tarn::isError(reply)) {
+      diag::err(tarn::getError(reply));
+    } else {
+      accepted = true;
+    }
+  }
+  return accepted;
+}
+
+void GetAllProvider::subscribe(TableProviderClient* client) {
+  clients.push_back(client);
+}
+
+void GetAllProvider::updateTables() { accessData(); }
+
+bool GetAllProvider::getCountCMD(unsigned& n) {
+  n = 0;
+  for (const Source& s : sources) {
+    tarn::message msg = request(tarn::kCmdGetCount, s.path);
+    tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
+    if (tarn::isError(reply) || !reply.has(tarn::u32_id(tarn::kFieldCount)))
+      return false;
+    n += reply.get(tarn::u32_id(tarn::kFieldCount), 0);
+  }
+  return true;
+}
+
+void GetAllProvider::clearCache() {
+  for (TableProviderClient* c : clients) c->clear();
+  for (Data* d : records) delete d;
+  records.clear();
+}
+
+void GetAllProvider::updateCache() {
+  for (const Source& s : sources) {
+    tarn::message msg = getAllRequest(s.path);
+    msg.insert(tarn::u32_id(tarn::kFieldMaxCount), s.pageSize);
+    Builder builder = s.builder;
+    std::vector<Data*>* out = &records;
+    walkPages(msg, [builder, out](const tarn::message& object) {
+      builder(object, out);
+      return true;
+    });
+    // Every record so far, also the earlier sources' again: tables replace
+    // rows by key, so the repetition changes nothing.
+    for (TableProviderClient* c : clients) {
+      for (Data* d : records) c->change(d);
+    }
+  }
+}

@@ -1,0 +1,120 @@
+// GetAllProvider against fake list services on a local looper: paging,
+// feeding tables, counts and writes.
+#include "data/get_all_provider.h"
+
+#include <gtest/gtest.h>
+
+#include "codec/diag.h"
+#include "data/data.h"
+#include "tests/data/fake_service.h"
+
+namespace {
+
+using tarn::message;
+using tarn::u32_id;
+
+struct Item : Data {
+  unsigned id = 0;
+  void reverseBuild(message& msg) override {
+    msg.insert(u32_id(tarn::kFieldObjId), id);
+  }
+};
+
+// Two records per object: a builder may append several.
+void buildTwice(const message& m, std::vector<Data*>* out) {
+  for (int i = 0; i < 2; ++i) {
+    Item* r = new Item;
+    r->id = m.get(u32_id(tarn::kFieldObjId), 0);
+    out->push_back(r);
+  }
+}
+
+class Recorder : public TableProviderClient {
+ public:
+  void clear() override { log += "clear "; }
+  void change(Data* d) override {
+    log += std::to_string(static_cast<Item*>(d)->id) + " ";
+  }
+  void remove(Data*) override {}
+  std::string log;
+};
+
+message object(unsigned id) { return u32Message({{tarn::kFieldObjId, id}}); }
+
+TEST(GetAllProvider, PagesUntilTheLastOrAnErrorAndFeedsClientsPerSource) {
+  FakeBus bus;
+  FakeService& a = bus.at(20, 9);
+  FakeService& b = bus.at(20, 12);
+  a.answer = [](const message& req) {
+    if (!req.has(u32_id(tarn::kFieldStart)))
+      return FakeService::page({object(1), object(2)}, 7);
+    return tarn::errorMsg(1, "gone");
+  };
+  b.answer = [](const message&) { return FakeService::page({object(3)}); };
+  GetAllProvider p;
+  p.addSource(buildTwice, {20, 9});
+  p.addSource(buildTwice, {20, 12}, 7);
+  Recorder t1, t2;
+  p.subscribe(&t1);
+  p.subscribe(&t2);
+  p.updateTables();
+  EXPECT_EQ(t1.log, "1 1 2 2 1 1 2 2 3 3 ");
+  EXPECT_EQ(t2.log, t1.log);
+  ASSERT_EQ(a.requests.size(), 2u);
+  EXPECT_EQ(a.cmd(0), 0xfe0004u);
+  EXPECT_EQ(a.u32(0, tarn::kFieldMaxCount), 5u);
+  EXPECT_EQ(a.u32(0, tarn::kFieldStart), 0xdeadu);
+  EXPECT_EQ(a.u32(1, tarn::kFieldStart), 7u);
+  EXPECT_EQ(a.u32(1, tarn::kFieldMaxCount), 5u);
+  ASSERT_EQ(b.requests.size(), 1u);
+  EXPECT_EQ(b.u32(0, tarn::kFieldMaxCount), 7u);
+
+  p.updateTables();  // cached: no request
+  EXPECT_EQ(a.requests.size(), 2u);
+  p.invalidateData();
+  EXPECT_EQ(t1.log, "1 1 2 2 1 1 2 2 3 3 clear ");
+  EXPECT_TRUE(p.records.empty());
+}
+
+TEST(GetAllProvider, CountsAndWritesGoToEverySource) {
+  struct Case {
+    bool firstFails, secondFails, setOk, countOk;
+    unsigned n;
+    std::string err;
+  } cases[] = {
+      {false, false, true, true, 7, ""},
+      {true, false, true, false, 0, "refused 1\n"},
+      {false, true, true, false, 3, "refused 2\n"},
+      {true, true, false, false, 0, "refused 1\nrefused 2\n"},
+  };
+  for (const Case& c : cases) {
+    FakeBus bus;
+    // A failing source refuses writes and answers counts without a count.
+    auto answer = [](bool fails, unsigned count, const char* text) {
+      return [=](const message& req) {
+        if (req.get(u32_id(tarn::kFieldCmd), 0) == tarn::kCmdGetCount)
+          return fails ? message() : u32Message({{tarn::kFieldCount, count}});
+        return fails ? tarn::errorMsg(5, text) : message();
+      };
+    };
+    bus.at(1).answer = answer(c.firstFails, 3, "refused 1");
+    bus.at(2).answer = answer(c.secondFails, 4, "refused 2");
+    GetAllProvider p;
+    p.addSource(buildTwice, {1});
+    p.addSource(buildTwice, {2});
+    unsigned n = 99;
+    EXPECT_EQ(p.getCountCMD(n), c.countOk);
+    EXPECT_EQ(n, c.n);
+    EXPECT_EQ(bus.at(1).cmd(0), 0xfe0015u);
+    Item r;
+    r.id = 42;
+    diag::Capture capture;
+    EXPECT_EQ(p.setData(&r), c.setOk);
+    EXPECT_EQ(capture.err(), c.err);
+    FakeService& last = bus.at(2);
+    EXPECT_EQ(last.cmd(last.requests.size() - 1), 0xfe0003u);
+    EXPECT_EQ(last.u32(last.requests.size() - 1, tarn::kFieldObjId), 42u);
+  }
+}
+
+}  // namespace
