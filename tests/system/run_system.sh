@@ -14,4 +14,5 @@ if [ "$(id -u)" -ne 0 ]; then
   exit 77
 fi
 export SYSTEM_SUPERVISOR="$1" SYSTEM_TARNCTL="$2"
-exec unshare --net sh -c "ip link set lo up && exec /usr/bin/python3 -m pytest -q -s -p no:cacheprovider '$here/test_system.py'"
+exec unshare --net sh -c "ip link set lo up &&
+  exec /usr/bin/python3 -m pytest -q -s -p no:cacheprovider '$here/test_system.py'"

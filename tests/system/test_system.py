@@ -59,6 +59,12 @@ def snmp(tool, *args):
     return r.returncode, (r.stdout + r.stderr).strip()
 
 
+def answer(tool, *args):
+    """The tool's output if the agent answered, else None (to poll with)."""
+    code, out = snmp(tool, *args)
+    return out if code == 0 else None
+
+
 def alive(pid):
     return os.path.exists("/proc/%d" % pid)
 
@@ -128,7 +134,8 @@ class World:
     def tarnctl(self, *args):
         r = subprocess.run([TARNCTL, "--timeout", "10000"] + list(args), capture_output=True,
                            text=True, env=dict(os.environ, TARN_ROOT=self.root))
-        assert r.returncode == 0, " ".join(args) + ": " + r.stdout + r.stderr + self.log_text()[-800:]
+        assert r.returncode == 0, "%s: %s%s; log: %s" % (" ".join(args), r.stdout, r.stderr,
+                                                       self.log_text()[-800:])
         return r.stdout
 
     def traps(self):
@@ -161,8 +168,7 @@ def test_supervisor_starts_both_and_snmp_is_enabled_over_the_bus(world):
              and world.started("tarn-snmpd"), what=lambda: "start; log: " + world.log_text())
     world.tarnctl("snmp", "set", "enabled=yes")
     assert re.search(r"^enabled: yes$", world.tarnctl("snmp", "show"), re.M)
-    code, out = wait_for(lambda: (lambda r: r if r[0] == 0 else None)(snmp("snmpget", SYS_DESCR)),
-                         what="an answer on UDP 161")
+    out = wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer on UDP 161")
     assert SYS_DESCR in out
 
 
@@ -189,7 +195,8 @@ def test_veth_link_changes_reach_snmptrapd(world):
     before = len(world.traps())
     run("ip", "link", "set", LINK, "down")
     down = world.wait_trap(before, LINK_DOWN, index)
-    assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down and ".1.3.6.1.2.1.2.2.1.8 = INTEGER: 2" in down
+    assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down
+    assert ".1.3.6.1.2.1.2.2.1.8 = INTEGER: 2" in down
 
     before = len(world.traps())
     run("ip", "link", "set", LINK, "up")
@@ -233,21 +240,21 @@ def test_disabled_agent_leaves_and_a_bus_command_starts_it(world):
     assert world.agent_pid() != first
 
     world.tarnctl("snmp", "set", "enabled=yes")
-    wait_for(lambda: snmp("snmpget", SYS_DESCR)[0] == 0, what="an answer after enabling")
+    wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer after enabling")
 
 
 def test_killed_agent_is_restarted_and_serves_again(world):
-    pid = wait_for(lambda: (lambda p: p if p and alive(p) else None)(world.agent_pid()),
+    pid = wait_for(lambda: world.agent_pid() if alive(world.agent_pid() or 0) else None,
                    what="a running agent")
     assert world.ours(pid) and os.readlink("/proc/%d/exe" % pid).endswith("tarn-snmpd")
     os.kill(pid, signal.SIGKILL)
     wait_for(lambda: "tarn-snmpd (pid %d) killed by signal 9" % pid in world.log_text(),
              what=lambda: "the kill noted; log: " + world.log_text()[-800:])
-    new = wait_for(lambda: (lambda p: p if p != pid else None)(world.agent_pid()),
+    new = wait_for(lambda: world.agent_pid() != pid and world.agent_pid(),
                    what=lambda: "a restart; log: " + world.log_text()[-800:])
     assert alive(new)
-    code, out = wait_for(lambda: (lambda r: r if r[0] == 0 else None)(
-        snmp("snmpget", "%s.%d" % (IF_DESCR, if_index(LINK)))), what="an answer after the restart")
+    out = wait_for(lambda: answer("snmpget", "%s.%d" % (IF_DESCR, if_index(LINK))),
+                   what="an answer after the restart")
     assert '"%s"' % LINK in out
     # The new agent subscribed again to the link changes it was set up for.
     before = len(world.traps())
