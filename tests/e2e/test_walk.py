@@ -8,7 +8,7 @@ value. The model is the documented example on purpose: it exercises every
 module, and a change to it, or to anything the agent serves from it, shows
 up here as a diff to review. After a deliberate change, regenerate with
 
-    WALK_UPDATE=1 ctest -R e2e_walk      (or run_e2e_walk.sh with it set)
+    WALK_UPDATE=1 ctest -R e2e_walk        (in the build directory)
 
 and read the diff of tests/e2e/expected/ before committing it.
 
@@ -29,10 +29,9 @@ walks, two more whole walks, then the SETs (which change the device).
 Between the agent and each of tarn-routerd's services sits a tap that
 records every command, so the SET tests see exactly what each SET writes.
 
-Run by run_e2e_walk.sh (needs root for the namespace and port 161).
+Run by run_e2e.sh (needs root for the namespace and port 161).
 """
 import os
-import re
 import shutil
 import signal
 import socket
@@ -168,12 +167,12 @@ class World:
         return p
 
     def tarnctl(self, *args):
+        """Runs tarnctl until it succeeds (the agent may still be starting)."""
         def run():
-            return subprocess.run([TARNCTL] + list(args), capture_output=True, text=True,
-                                  env=self.env)
-        r = wait_for(lambda: (lambda r: r if r.returncode == 0 else None)(run()),
-                     what="tarnctl " + " ".join(args))
-        return r.stdout
+            r = subprocess.run([TARNCTL] + list(args), capture_output=True, text=True,
+                               env=self.env)
+            return r if r.returncode == 0 else None
+        return wait_for(run, what="tarnctl " + " ".join(args)).stdout
 
     def close(self):
         for p in self.procs:
