@@ -320,9 +320,10 @@ def test_set_sends_exactly(world, oid, kind, value, sent):
 
 def settle():
     """The agent keeps a SET's value in its cache, refused or not, until the
-    cache is dropped (25 ticks after the last read); then the service's own
-    value is read again."""
-    time.sleep(0.5)
+    cache is dropped (its timer looks every 25 ticks for 25 ticks without a
+    read, so at most 0.5 s after the last one); then the service's own value
+    is read again."""
+    time.sleep(1.0)
 
 
 def test_writable_objects_changed_the_device(world):
