@@ -13,7 +13,7 @@
 #include "engine/context.h"
 #include "engine/registry.h"
 #include "tests/data/fakes.h"
-#include "tests/data/hex.h"
+#include "tests/hex.h"
 
 namespace {
 
