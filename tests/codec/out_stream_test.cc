@@ -67,7 +67,7 @@ TEST(OutStream, Counter64TakesFewestOctetsAndTopHalfIsNotReadBack) {
 
 TEST(OutStream, LengthsAndSimpleElements) {
   struct Case { unsigned len; const char* bytes; };
-  const Case lens[] = {{127, "7f"}, {255, "81 ff"}, {256, "82 01 00"}, {65536, "82 00 00"}};
+  const Case lens[] = {{127, "7f"}, {128, "81 80"}, {255, "81 ff"}, {256, "82 01 00"}, {65536, "82 00 00"}};
   for (const Case& c : lens) {
     OutStream out;
     out.addLen(c.len);
