@@ -97,7 +97,6 @@ TEST_F(CacheRule, FillsOnceWhileReadAndRefillsWhenIdleOrOld) {
       {200, 0, 500, every10, {0, 210, 420}},
       {95, 0, 500, every10, {0, 100, 200, 300, 400}},
       {200, nearWrap, 500, every10, {0, 210, 420}},
-      {200, nearWrap + 50, 60, {0, 10, 40}, {0, 40}},
   };
   for (const Case& c : cases) {
     CountingProvider p;

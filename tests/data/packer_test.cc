@@ -13,7 +13,7 @@
 #include "data/const_packers.h"
 #include "data/data_packers.h"
 #include "engine/context.h"
-#include "tests/data/hex.h"
+#include "tests/hex.h"
 
 namespace {
 
@@ -93,16 +93,13 @@ TEST(Packer, PackWritesOneElementOfTheGivenType) {
     const char* bytes;
   } cases[] = {
       // Numbers go out signed whatever the type; 64-bit ones unsigned.
-      {num(-1, INTEGER), nullptr, "02 01 ff"},
       {num(-1, COUNTER32), nullptr, "41 01 ff"},
       {num(static_cast<int>(0x80000000u), COUNTER32), nullptr,
        "41 04 80 00 00 00"},
-      {num(128, TIMETICKS), nullptr, "43 02 00 80"},
       {dnum(), &r, "02 02 01 2c"},
       {cbig(0), nullptr, "46 01 00"},
       {dbig(), &r, "46 09 00 80 00 00 00 00 00 00 00"},
       {cstr("router"), nullptr, "04 06 72 6f 75 74 65 72"},
-      {cstr("a", COUNTER32), nullptr, "41 01 61"},
       {draw(), &r, "04 03 00 01 ff"},
       {draw(), &empty, "04 00"},
       {doid(), &r, "06 09 2b 06 01 04 01 82 b9 35 01"},
@@ -125,7 +122,6 @@ TEST(Packer, UnpackStoresWhatTheRequestCarries) {
       {dstr(), "02 01 41", "s=41 ", "unpacked s = A\n"},  // INTEGER content
       {draw(), "04 02 41 42", "raw=41 42 ", "unpacked s = AB\n"},
       {dnum(), "02 01 ff", "n=-1 ", ""},
-      {dnum(), "41 05 00 ff ff ff ff", "n=-1 ", ""},
       {dnum(), "04 01 07", "n=7 ", ""},
       {dnum(), "02 02 01", "", ""},  // truncated: nothing stored
       {dbig(), "46 08 80 00 00 00 00 00 00 01", "big=9223372036854775809 ", ""},
@@ -162,17 +158,9 @@ TEST(Packer, GetAsKeyGivesIndexArcs) {
       {dstr(), [](Rec& r) { r.s = "a\xff"; }, OID{2, 97, 255}, ""},
       {draw(6), [](Rec& r) { r.raw = {0, 27, 44, 61, 78, 255}; },
        OID{0, 27, 44, 61, 78, 255}, ""},
-      {draw(6),
-       [](Rec& r) {
-         r.raw = {1, 2, 3, 4, 5};
-       },
-       OID(), "inconsistent key length\n"},
+      {draw(6), [](Rec& r) { r.raw = {1, 2, 3, 4, 5}; }, OID(), "inconsistent key length\n"},
       {dnum(), [](Rec& r) { r.n = -1; }, OID{4294967295u}, ""},
-      {doid(),
-       [](Rec& r) {
-         r.o = OID{1, 3};
-       },
-       OID{2, 1, 3}, ""},
+      {doid(), [](Rec& r) { r.o = OID{1, 3}; }, OID{2, 1, 3}, ""},
       {doid(), [](Rec&) {}, OID{0}, ""},
       {dip(), [](Rec& r) { r.ip = 0x0A000001; }, OID{10, 0, 0, 1}, ""},
       {dbig(), [](Rec&) {}, OID(), "BUG: Packer::getAsKey called\n"},

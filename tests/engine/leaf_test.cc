@@ -12,8 +12,9 @@
 #include "data/map_table.h"
 #include "engine/context.h"
 #include "engine/registry.h"
+#include "engine/request.h"
 #include "tests/data/fakes.h"
-#include "tests/data/hex.h"
+#include "tests/hex.h"
 
 namespace {
 
@@ -180,6 +181,28 @@ TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
   EXPECT_EQ(ident.sets, std::vector<Data*>{&identRecord});
   ASSERT_EQ(scripts.sets.size(), 1u);
   EXPECT_EQ(static_cast<Script*>(scripts.sets[0])->name, "z");
+}
+
+// The SET handler cuts arcs off the name's end until a leaf matches, each in
+// front of those already in setSuffix; earlier bindings' arcs stay there.
+TEST_F(SmallMib, SetHandlerGathersCutArcsInFront) {
+  struct Case {
+    OID name, before, after;
+    int status;
+  } cases[] = {
+      {kScriptName + 5, OID(), OID{5}, NO_ERROR},
+      {kScriptName + 5 + 9, OID(), OID{5, 9}, NO_SUCH_NAME},
+      {kScriptName + 5, OID{0}, OID{5, 0}, NO_SUCH_NAME},  // left by a binding before
+  };
+  for (const Case& c : cases) {
+    std::vector<unsigned char> in = unhex("04 01 7a");
+    Context ctx(in.data(), static_cast<unsigned>(in.size()));
+    ctx.oid = c.name;
+    ctx.setSuffix = c.before;
+    diag::Capture capture;
+    EXPECT_EQ(snmpSet(ctx), c.status) << c.name;
+    EXPECT_EQ(ctx.setSuffix, c.after) << c.name;
+  }
 }
 
 TEST_F(SmallMib, RegisteringTwiceKeepsTheSecond) {

@@ -17,7 +17,7 @@
 #include "engine/leaf.h"
 #include "engine/registry.h"
 #include "tests/data/fake_service.h"
-#include "tests/data/hex.h"
+#include "tests/hex.h"
 
 class MibTest : public ::testing::Test {
  protected:

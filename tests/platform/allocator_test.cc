@@ -1,11 +1,10 @@
-// Id allocation, error replies, path mapping and clocks.
+// Id allocation, path mapping and clocks.
 #include "platform/allocator.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include "platform/clock.h"
-#include "platform/errors.h"
 #include "platform/paths.h"
 
 using namespace tarn;
@@ -25,18 +24,6 @@ TEST(Allocator, LowestFreeAndExplicitIds) {
   EXPECT_EQ(0u, wide.allocate());
   wide.allocate(0xFFFFFFFE);
   EXPECT_EQ(1u, wide.allocate());
-}
-
-TEST(Errors, ErrorRepliesCarryCodeAndText) {
-  message e = errorMsg(0xfe0004, "no such object");
-  unsigned code = 0;
-  std::string text;
-  EXPECT_TRUE(isError(e, &code, &text));
-  EXPECT_TRUE(isError(e, nullptr, nullptr));
-  EXPECT_EQ(0xfe0004u, code);
-  EXPECT_EQ("no such object", text);
-  EXPECT_EQ("no such object", getError(e));
-  EXPECT_FALSE(isError(message(), &code, &text));
 }
 
 TEST(Paths, RootMapping) {

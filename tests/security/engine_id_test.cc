@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "codec/diag.h"
-#include "tests/security/hex_util.h"
+#include "tests/hex.h"
 
 namespace {
 
 TEST(EngineID, FormatAndDeformat) {
-  EXPECT_EQ(hex(formatEngineID("abc")), "80009cb504616263");
+  EXPECT_EQ(formatEngineID("abc"), unhexString("80009cb504616263"));
   EXPECT_EQ(deformatEngineID(unhexString("80009cb504616263")), "abc");
   EXPECT_EQ(deformatEngineID(unhexString("80009cb504")), "");  // five bytes
   EXPECT_EQ(deformatEngineID(unhexString("8000")), "");
