@@ -53,6 +53,16 @@ def main():
                 num(med(test, target, "cpu_us_per_op"), "%.2f"),
                 sum(int(r["timeouts"]) for r in rows), sum(int(r["errors"]) for r in rows), len(rows)))
 
+    instr = [t for t in runs if t.startswith("instr-")]
+    if instr:
+        print()
+        print("instructions per operation (callgrind, user space only):")
+        print("%-20s %12s %12s %10s" % ("test", "tarn", "snmpd", "tarn/snmpd"))
+        for test in instr:
+            a, b = med(test, "tarn", "ir_per_op"), med(test, "snmpd", "ir_per_op")
+            print("%-20s %12s %12s %10s" % (test[6:], num(a), num(b),
+                                            num(a / b if a and b else None, "%.3f")))
+
     def ratio(a, b):
         return None if a is None or b is None or b == 0 else a / b
 
