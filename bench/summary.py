@@ -99,12 +99,12 @@ def main():
         print()
         print("scaling (one column walked once, tarn-snmpd):")
         print("%-26s %9s %9s %11s %10s %10s %9s" % (
-            "walk", "varbinds", "secs", "us/varbind", "bus writes", "cpu us/vb", "VmHWM kB"))
+            "walk", "varbinds", "secs", "us/varbind", "exchanges", "cpu us/vb", "VmHWM kB"))
         for f in scale:
             vb = int(f["varbinds"])
             secs = float(f["secs"])
             print("%-26s %9d %9.2f %11.1f %10s %10s %9s" % (
-                f["label"], vb, secs, secs * 1e6 / vb if vb else 0, f.get("bus_writes", "-"),
+                f["label"], vb, secs, secs * 1e6 / vb if vb else 0, f.get("exchanges", "-"),
                 f.get("cpu_us_per_op", "-"), f.get("hwm_kb", "-")))
         per = {f["label"]: float(f["secs"]) / max(1, int(f["varbinds"])) for f in scale}
         for phase in ("cold", "warm"):
