@@ -368,7 +368,7 @@ struct Stats {
 
 class Client {
  public:
-  explicit Client(const Options& o) : o_(o) {
+  explicit Client(const Options& o) {
     fd_ = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in a{};
     a.sin_family = AF_INET;
@@ -395,7 +395,6 @@ class Client {
   const unsigned char* data() const { return buf_; }
 
  private:
-  const Options& o_;
   int fd_;
   unsigned char buf_[65536];
 };
@@ -628,7 +627,7 @@ int main(int argc, char** argv) {
   long cpu1 = cpuTicks(o.pid);
   double cpuUs = (cpu0 >= 0 && cpu1 >= 0 && st.ops > 0)
                      ? (cpu1 - cpu0) * 1e6 / sysconf(_SC_CLK_TCK) / st.ops : -1;
-  std::printf("label=%s mode=%s window=%d ops=%ld ok=%ld timeouts=%ld errors=%ld secs=%.3f "
+  std::printf("label=%s mode=%s window=%d ops=%ld ok=%ld timeouts=%ld errors=%ld secs=%.6f "
               "rate=%.0f vb_rate=%.0f p50_us=%.1f p99_us=%.1f cpu_us_per_op=%.2f varbinds=%ld\n",
               o.label.c_str(), o.mode.c_str(), o.window, st.ops, st.ok, st.timeouts, st.errors, secs,
               st.ok / secs, st.varbinds / secs, percentile(&st.latencies, 0.5),

@@ -78,12 +78,12 @@ def main():
         ("SET ops/s tarn/snmpd", ratio(med("set", "tarn", "rate"), med("set", "snmpd", "rate")), None, None),
         ("sequential GET ops/s tarn/snmpd", ratio(med("get1", "tarn", "rate"), med("get1", "snmpd", "rate")), None, None),
     ]
-    mem = {}
     for line in other:
+        f = fields(line)
         if line.startswith("memory: idle_kb"):
-            mem = fields(line)
-    if mem:
-        checks.append(("idle VmHWM tarn/snmpd", ratio(float(mem["tarn"]), float(mem["snmpd"])), "<=", 0.25))
+            checks.append(("idle VmHWM tarn/snmpd", ratio(float(f["tarn"]), float(f["snmpd"])), "<=", 0.25))
+        if line.startswith("memory: idle_anon_kb"):
+            checks.append(("idle RssAnon tarn/snmpd", ratio(float(f["tarn"]), float(f["snmpd"])), None, None))
     for name, value, op, limit in checks:
         verdict = ""
         if value is not None and op:
@@ -103,7 +103,7 @@ def main():
         for f in scale:
             vb = int(f["varbinds"])
             secs = float(f["secs"])
-            print("%-26s %9d %9.2f %11.1f %10s %10s %9s" % (
+            print("%-26s %9d %9.3f %11.1f %10s %10s %9s" % (
                 f["label"], vb, secs, secs * 1e6 / vb if vb else 0, f.get("exchanges", "-"),
                 f.get("cpu_us_per_op", "-"), f.get("hwm_kb", "-")))
         per = {f["label"]: float(f["secs"]) / max(1, int(f["varbinds"])) for f in scale}
