@@ -19,6 +19,9 @@ void fail(const char* text) { diag::out(std::string("SNMP InStream: ") + text); 
 
 InStream::InStream(const unsigned char* bytes, unsigned length) {
   if (length != 0) data.assign(bytes, bytes + length);
+  // A request nests four or five sequences; room for them up front spares
+  // the vector's regrowth on every request.
+  seqEnds_.reserve(8);
 }
 
 InStream::~InStream() { delete v3info_; }

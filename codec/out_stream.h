@@ -27,7 +27,12 @@ struct VariableBinding {
 class OutStream : public UberStream {
  public:
   // Reserves room for a typical reply, so building one does not reallocate.
-  OutStream() { data.reserve(512); }
+  // Room for a typical reply and its nesting (message, PDU, binding list,
+  // binding; v3 adds two), so that writing one does not regrow the vectors.
+  OutStream() {
+    data.reserve(512);
+    openSeqs_.reserve(8);
+  }
 
   void addType(unsigned type);
   void addLen(unsigned len);

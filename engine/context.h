@@ -16,7 +16,11 @@
 
 struct Context {
   // Copies the datagram into `in`; everything else empty.
-  Context(const unsigned char* bytes, unsigned length) : in(bytes, length) {}
+  // The answering leaf's name is assigned, then extended by the instance
+  // (up to 13 arcs for a route row); reserving room once spares a regrowth.
+  Context(const unsigned char* bytes, unsigned length) : in(bytes, length) {
+    leafName.arcs().reserve(32);
+  }
 
   OID oid;
   OID setPrefix;

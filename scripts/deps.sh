@@ -6,6 +6,9 @@
 TEST_PACKAGES=(cmake make g++ clang libssl-dev libgtest-dev libgmock-dev
                iproute2 snmp snmptrapd python3 python3-pysnmp4 python3-pytest)
 
+# Packages bench/run needs besides: the peer agent it compares against.
+BENCH_PACKAGES=(snmpd)
+
 install_missing() {
   local missing=()
   for p in "$@"; do
