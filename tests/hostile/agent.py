@@ -5,6 +5,7 @@ create_reply fuzz target, so that its seeds (real net-snmp and pysnmp
 requests) are valid requests here.
 """
 import os
+import resource
 import shutil
 import signal
 import socket
@@ -30,6 +31,9 @@ USERS = {
 }
 
 SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+# The daemon's descriptor limit: small, as on a router, so that a test can
+# exhaust it cheaply.
+FD_LIMIT = 256
 
 
 def wait_for(check, timeout=10.0, what="condition"):
@@ -98,8 +102,9 @@ class Agent:
         # rather than what the sanitizer holds back.
         env["ASAN_OPTIONS"] = ":".join(filter(None, [
             os.environ.get("ASAN_OPTIONS"), "detect_leaks=0", "quarantine_size_mb=1"]))
-        self.proc = subprocess.Popen([DAEMON], env=env, stdout=subprocess.DEVNULL,
-                                     stderr=open(self.err, "w"))
+        self.proc = subprocess.Popen(
+            [DAEMON], env=env, stdout=subprocess.DEVNULL, stderr=open(self.err, "w"),
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (FD_LIMIT, FD_LIMIT)))
 
         def answers():
             try:

@@ -16,7 +16,7 @@ import time
 
 import pytest
 
-from agent import Agent, bus, seeds, wait_for, get_request
+from agent import FD_LIMIT, Agent, bus, seeds, wait_for, get_request
 
 # After a warm-up of the same mix, this much RSS growth (KiB) over the whole
 # flood fails: a leak of even 50 bytes per datagram would exceed it.
@@ -222,3 +222,33 @@ def test_service_that_never_answers(agent):
     assert agent.alive()
     assert agent.snmp_get(CONST_OID) is not None
     assert wait_for(lambda: agent.snmp_get(VALUE_OID) is not None, what="the provider again")
+
+
+def test_bus_connection_flood(agent):
+    """More idle connections than the daemon has descriptors: it must not
+    spin on the listening socket meanwhile, and must serve again after."""
+    conns = []
+    try:
+        for _ in range(FD_LIMIT + 50):
+            s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+            s.setblocking(False)
+            try:
+                s.connect(bus.sock_path(agent.root, 161))
+            except (BlockingIOError, InterruptedError):
+                pass  # the backlog is full: enough
+            except OSError:
+                s.close()
+                break
+            conns.append(s)
+        time.sleep(0.2)
+        cpu0 = agent.cpu_seconds()
+        time.sleep(1.0)
+        busy = agent.cpu_seconds() - cpu0
+        print("\nconnection flood: %d connections, daemon CPU %.2f s in 1 s" % (len(conns), busy))
+        assert agent.alive()
+        assert busy < 0.5, "the daemon spins while it has no descriptors left"
+    finally:
+        for s in conns:
+            s.close()
+    assert wait_for(lambda: not bus.is_error(agent.cmd([161], bus.GET)), what="the bus again")
+    assert agent.snmp_get() is not None
