@@ -98,10 +98,10 @@ class Agent:
         env.pop("TARN_SERVICE_ID", None)
         # Under AddressSanitizer: no exit leak check (the daemon keeps its
         # start-up objects for life; growth is watched through RSS instead)
-        # and a small quarantine, so that RSS measures what the daemon keeps
+        # and no quarantine, so that RSS measures what the daemon keeps
         # rather than what the sanitizer holds back.
         env["ASAN_OPTIONS"] = ":".join(filter(None, [
-            os.environ.get("ASAN_OPTIONS"), "detect_leaks=0", "quarantine_size_mb=1"]))
+            os.environ.get("ASAN_OPTIONS"), "detect_leaks=0", "quarantine_size_mb=0"]))
         self.proc = subprocess.Popen(
             [DAEMON], env=env, stdout=subprocess.DEVNULL, stderr=open(self.err, "w"),
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (FD_LIMIT, FD_LIMIT)))
