@@ -27,4 +27,10 @@ set(OPENSSL_ROOT_DIR ${TARN_CROSS_SYSROOT})
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-latomic")
 set(CMAKE_C_STANDARD_LIBRARIES_INIT "-latomic")
 
+# 64-bit file offsets and inode numbers: without them stat() and readdir()
+# fail with EOVERFLOW on file systems with large inode numbers, and the
+# plug-in walk silently finds nothing.
+set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64")
+set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64")
+
 set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-ppc-static;-L;/usr/powerpc-linux-gnu)
