@@ -1,0 +1,347 @@
+"""End to end: net-snmp walks of a known device, compared with expected walks.
+
+tarn-routerd serves the example device model router/models/small-router.json
+exactly as written; tarn-snmpd reads it over the bus; snmpwalk (an
+independent manager) walks every group and the whole tree, and each walk
+must equal tests/e2e/expected/<group>.walk line for line: OID, type and
+value. The model is the documented example on purpose: it exercises every
+module, and a change to it, or to anything the agent serves from it, shows
+up here as a diff to review. After a deliberate change, regenerate with
+
+    WALK_UPDATE=1 ctest -R e2e_walk        (in the build directory)
+
+and read the diff of tests/e2e/expected/ before committing it.
+
+Nothing in a walk varies between runs: the model fixes the uptime and the
+clock, TZ=UTC fixes the local time of the two DateAndTime objects, and the
+counters are the model's. The one value that comes from the host is the OS
+identity (1.3.6.1.4.1.40117.1.1.4.4.0, uname's system and release); the
+walks carry it as @OS_VERSION@.
+
+Walk order matters for health: the voltage, temperature and cpu temperature
+objects (...40117.1.1.3.8, .10, .11) are registered by the first fetch of
+the health group. The first walk of a fresh agent therefore reaches .3.9
+first (its read registers the other three), goes on to .10 and .11, and
+misses .8, which sorts before it; every later walk shows all four. The
+tests run in file order and share one world: the fresh walk, the group
+walks, two more whole walks, then the SETs (which change the device).
+
+Between the agent and each of tarn-routerd's services sits a tap that
+records every command, so the SET tests see exactly what each SET writes.
+
+Run by run_e2e.sh (needs root for the namespace and port 161).
+"""
+import os
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+import pytest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import tarnbus as bus  # noqa: E402
+
+DAEMON = os.environ.get("E2E_DAEMON", "")
+ROUTERD = os.environ.get("E2E_ROUTERD", "")
+TARNCTL = os.environ.get("E2E_TARNCTL", "")
+UPDATE = os.environ.get("WALK_UPDATE", "") not in ("", "0")
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+EXPECTED = os.path.join(HERE, "expected")
+MODEL = os.path.join(HERE, "..", "..", "router", "models", "small-router.json")
+TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
+OS_LINE = ".1.3.6.1.4.1.40117.1.1.4.4.0 = STRING: "
+OS_VERSION = "%s %s" % (os.uname().sysname, os.uname().release)
+VOLTAGE = ".1.3.6.1.4.1.40117.1.1.3.8.0 = "
+ROUTER_SERVICES = (10, 12, 16, 20, 24, 44, 48, 65)
+
+# The groups in OID order: together they are the whole served tree.
+GROUPS = [
+    ("system", "1.3.6.1.2.1.1"),
+    ("interfaces", "1.3.6.1.2.1.2"),
+    ("ip", "1.3.6.1.2.1.4"),
+    ("bridge", "1.3.6.1.2.1.17"),
+    ("host", "1.3.6.1.2.1.25"),
+    ("ifx", "1.3.6.1.2.1.31"),
+    ("vendor", "1.3.6.1.4.1.40117"),
+]
+
+
+def wait_for(check, timeout=5.0, what="condition"):
+    end = time.time() + timeout
+    while time.time() < end:
+        value = check()
+        if value:
+            return value
+        time.sleep(0.05)
+    raise AssertionError("timed out waiting for " + what)
+
+
+class Tap:
+    """Takes the place of one service's bus socket: the service's own socket
+    is moved aside, and every connection to the old path is passed on to it
+    frame by frame, unchanged, in both directions. The commands that go
+    through are recorded (parsed copies) in `seen`."""
+
+    def __init__(self, root, service):
+        path = bus.sock_path(root, service)
+        self.moved = path + ".tapped"
+        os.rename(path, self.moved)
+        self.seen = []
+        self.srv = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.srv.bind(path)
+        self.srv.listen(16)
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def _accept(self):
+        while True:
+            try:
+                down, _ = self.srv.accept()
+            except OSError:
+                return
+            up = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+            up.connect(self.moved)
+            threading.Thread(target=self._pump, args=(down, up, True), daemon=True).start()
+            threading.Thread(target=self._pump, args=(up, down, False), daemon=True).start()
+
+    def _pump(self, src, dst, record):
+        try:
+            while True:
+                head = bus._read_exact(src, 4)
+                body = head and bus._read_exact(src, struct.unpack("=I", head)[0])
+                if body is None:
+                    break
+                if record:
+                    self.seen.append(bus.Message.parse(body))
+                dst.sendall(head + body)
+        except OSError:
+            pass
+        for s in (src, dst):
+            try:
+                s.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def commands(self, path):
+        """The recorded commands addressed to `path`."""
+        return [m for m in self.seen if m.u32s(bus.DST) == list(path)]
+
+    def close(self):
+        self.srv.close()
+
+
+class World:
+    def __init__(self):
+        self.root = tempfile.mkdtemp(prefix="tarn-walk-")
+        self.env = dict(os.environ, TARN_ROOT=self.root, TZ="UTC")
+        self.env.pop("TARN_SERVICE_ID", None)
+        self.env["ASAN_OPTIONS"] = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"),
+                                                          "detect_leaks=0"]))
+        self.procs = []
+        self.router_err = os.path.join(self.root, "routerd.log")
+        self.agent_out = os.path.join(self.root, "snmpd.out")
+        self.agent_err = os.path.join(self.root, "snmpd.err")
+        # Both actions are carried out (and logged) by a model, harmlessly.
+        self.spawn([ROUTERD, "--model", MODEL, "--allow-reboot", "--allow-scripts"],
+                   os.devnull, self.router_err)
+        for service in ROUTER_SERVICES:
+            wait_for(lambda: os.path.exists(bus.sock_path(self.root, service)),
+                     what="tarn-routerd's service %d" % service)
+        self.taps = {service: Tap(self.root, service) for service in ROUTER_SERVICES}
+        self.agent = self.spawn([DAEMON], self.agent_out, self.agent_err)
+        self.tarnctl("snmp", "set", "enabled=yes", "contact=noc@example.net",
+                     "location=rack 4")
+        self.tarnctl("snmp", "community", "add", "private", "read=yes", "write=yes")
+        wait_for(lambda: snmp("snmpget", "mallow", "1.3.6.1.2.1.1.1.0")[0] == 0,
+                 what="the agent on UDP 161")
+
+    def spawn(self, argv, out, err):
+        p = subprocess.Popen(argv, env=self.env, stdout=open(out, "w"), stderr=open(err, "w"))
+        self.procs.append(p)
+        return p
+
+    def tarnctl(self, *args):
+        """Runs tarnctl until it succeeds (the agent may still be starting)."""
+        def run():
+            r = subprocess.run([TARNCTL] + list(args), capture_output=True, text=True,
+                               env=self.env)
+            return r if r.returncode == 0 else None
+        return wait_for(run, what="tarnctl " + " ".join(args)).stdout
+
+    def close(self):
+        for p in self.procs:
+            if p.poll() is None:
+                p.send_signal(signal.SIGTERM)
+                try:
+                    p.wait(5)
+                except subprocess.TimeoutExpired:
+                    p.kill()
+                    p.wait()
+        for tap in self.taps.values():
+            tap.close()
+        shutil.rmtree(self.root, ignore_errors=True)
+
+
+def snmp(tool, community, *args):
+    r = subprocess.run([tool, "-v2c", "-c", community, "-On", "-Oe", "-t", "3", "-r", "0",
+                        "127.0.0.1"] + list(args), capture_output=True, text=True, env=TOOL_ENV)
+    return r.returncode, (r.stdout + r.stderr).strip()
+
+
+def walk(oid):
+    code, out = snmp("snmpwalk", "mallow", oid)
+    assert code == 0, out
+    lines = [line.rstrip() for line in out.splitlines()]
+    for i, line in enumerate(lines):
+        if line.startswith(OS_LINE):
+            assert line == OS_LINE + '"%s"' % OS_VERSION, line
+            lines[i] = OS_LINE + '"@OS_VERSION@"'
+    return lines
+
+
+def expected(group):
+    with open(os.path.join(EXPECTED, group + ".walk")) as f:
+        return [line.rstrip() for line in f.read().splitlines() if not line.startswith("#")]
+
+
+def whole_tree():
+    return [line for group, _ in GROUPS for line in expected(group)]
+
+
+@pytest.fixture(scope="module")
+def world():
+    w = World()
+    yield w
+    w.close()
+
+
+def test_first_walk_misses_only_the_voltage(world):
+    first = walk(".1")
+    if UPDATE:
+        return
+    assert first == [line for line in whole_tree() if not line.startswith(VOLTAGE)]
+    out = open(world.agent_out).read()
+    assert "+ voltage\n+ temperature\n+ cpu temperature\n" in out
+
+
+@pytest.mark.parametrize("group,oid", GROUPS)
+def test_group_walk(world, group, oid):
+    got = walk(oid)
+    path = os.path.join(EXPECTED, group + ".walk")
+    if UPDATE:
+        with open(path, "w") as f:
+            f.write("# snmpwalk -v2c -On -Oe %s of router/models/small-router.json "
+                    "(TZ=UTC); regenerate: WALK_UPDATE=1\n" % oid)
+            f.write("\n".join(got) + "\n")
+    assert got == expected(group)
+
+
+def test_whole_tree_walks_identically_every_time(world):
+    first, second = walk(".1"), walk(".1")
+    assert first == second
+    assert first == whole_tree()
+
+
+def get(oid):
+    code, out = snmp("snmpget", "mallow", oid)
+    assert code == 0, out
+    return out.split(" = ", 1)[1]
+
+
+def served(oid):
+    """The value of `oid` in the expected walk."""
+    prefix = "." + oid + " = "
+    return [line[len(prefix):] for line in whole_tree() if line.startswith(prefix)][0]
+
+
+ENVELOPE = (bus.DST, bus.SRC, bus.SEQ, bus.CMD)
+READS = (bus.GET, bus.GET_OBJ, bus.GET_ALL, bus.GET_COUNT)
+
+
+def writes(world, since):
+    """Every command other than a read that reached a service since `since`
+    (a snapshot of the taps' lengths): (path, command, data fields), sorted."""
+    out = []
+    for service, tap in world.taps.items():
+        for m in tap.seen[since[service]:]:
+            if m.u32(bus.CMD) in READS:
+                continue
+            data = sorted((tid, v) for tid, v in m.fields if tid & 0x07FFFFFF not in ENVELOPE)
+            out.append((tuple(m.u32s(bus.DST)), m.u32(bus.CMD), data))
+    return sorted(out)
+
+
+def S(n, v): return (bus.tagged(bus.STRING, n), v)  # noqa: E704
+def U(n, v): return (bus.tagged(bus.U32, n), v)  # noqa: E704
+
+
+SYS_NAME, REBOOT = "1.3.6.1.2.1.1.5.0", "1.3.6.1.4.1.40117.1.1.7.1.0"
+SCRIPT = "1.3.6.1.4.1.40117.1.1.8.1.1."
+SYS_UPTIME, SYS_DESCR = "1.3.6.1.2.1.1.3.0", "1.3.6.1.2.1.1.1.0"
+SYS_CONTACT, SYS_LOCATION = "1.3.6.1.2.1.1.4.0", "1.3.6.1.2.1.1.6.0"
+IF_DESCR, PEER_IDENTITY = "1.3.6.1.2.1.2.2.1.2.1", "1.3.6.1.4.1.40117.1.1.11.1.1.4.1"
+ROUTE_METRIC = "1.3.6.1.2.1.4.24.4.1.11.0.0.0.0.0.0.0.0.0.203.0.113.1"
+CONTROL = (24, 2)  # the reboot object's own service, written with no fields
+
+# Each SET and every write it sends to a service: (path, command, fields).
+# The agent answers every SET of an existing object with success, echoing
+# the value (a write that the object refuses is not reported back); what
+# tells a refused SET is that no write with a field reaches a service.
+SETS = [
+    (SYS_NAME, "s", "edge-02", [((24, 1), bus.SET, [S(12, "edge-02")])]),
+    (REBOOT, "i", "0", [(CONTROL, bus.SET, [])]),
+    (REBOOT, "i", "1", [((24,), 5, []), (CONTROL, bus.SET, [])]),
+    (SCRIPT + "2.2", "s", "failover-2", [((48, 101), bus.SET_OBJ, [U(bus.OBJ_ID, 2), S(102, "failover-2")])]),
+    (SCRIPT + "3.1", "i", "1", [((48, 101), 1, [U(bus.OBJ_ID, 1)])]),
+    # Refused: the agent's own settings, constants, read-only records.
+    (SYS_CONTACT, "s", "x", []),
+    (SYS_LOCATION, "s", "x", []),
+    (SYS_DESCR, "s", "x", []),
+    (SYS_UPTIME, "t", "5", [(CONTROL, bus.SET, [])]),
+    (IF_DESCR, "s", "x", [((20, 0), bus.SET_OBJ, [])]),
+    (ROUTE_METRIC, "i", "5", [((44, 1), bus.SET_OBJ, [])]),
+    (PEER_IDENTITY, "s", "x", [((10, 1), bus.SET_OBJ, [])]),
+]
+
+
+@pytest.mark.parametrize("oid,kind,value,sent", SETS)
+def test_set_sends_exactly(world, oid, kind, value, sent):
+    since = {service: len(tap.seen) for service, tap in world.taps.items()}
+    code, out = snmp("snmpset", "private", oid, kind, value)
+    assert code == 0, out
+    assert writes(world, since) == sorted(sent)
+
+
+def settle():
+    """The agent keeps a SET's value in its cache, refused or not, until the
+    cache is dropped (its timer looks every 25 ticks for 25 ticks without a
+    read, so at most 0.5 s after the last one); then the service's own value
+    is read again."""
+    time.sleep(1.0)
+
+
+def test_writable_objects_changed_the_device(world):
+    settle()
+    assert get(SYS_NAME) == 'STRING: "edge-02"'
+    assert 'str:12="edge-02"' in world.tarnctl("send", "24/1", "get")
+    scripts = world.tarnctl("list", "48/101")
+    assert '"failover-2"' in scripts and '"backup"' in scripts, scripts
+    assert get(SCRIPT + "2.2") == 'STRING: "failover-2"'
+    assert get(SCRIPT + "3.1") == "INTEGER: 0" and get(REBOOT) == "INTEGER: 0"
+    log = open(world.router_err).read()
+    assert log.count("reboot requested by 161/0: rebooting\n") == 1, log
+    assert log.count("run of script 1 requested by 161/0: done\n") == 1, log
+
+
+def test_refused_objects_are_unchanged(world):
+    settle()
+    for oid in (SYS_CONTACT, SYS_LOCATION, SYS_DESCR, SYS_UPTIME, IF_DESCR, ROUTE_METRIC,
+                PEER_IDENTITY):
+        assert get(oid) == served(oid), oid
+    assert 'contact: "noc@example.net"' in world.tarnctl("snmp", "show")

@@ -1,0 +1,272 @@
+"""The whole system on this host: tarn-supervisor running the real
+tarn-routerd --host and tarn-snmpd under a temporary root, in a private
+network namespace (run_system.sh).
+
+An operator's path through it, in file order over one shared world:
+SNMP is enabled and traps configured over the bus with tarnctl; a veth
+link going up and down reaches snmptrapd as linkUp and linkDown; snmpwalk
+shows the veth, an address and a route added here; with SNMP disabled the
+agent leaves when idle and a bus command starts it again; an agent killed
+with SIGKILL is restarted, answers again and sends traps again; SIGTERM to
+the supervisor ends every process it started.
+
+Waits poll with deadlines (the machine may be loaded); nothing asserts on
+timing.
+"""
+import os
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+import pytest
+
+SUPERVISOR = os.environ.get("SYSTEM_SUPERVISOR", "")
+TARNCTL = os.environ.get("SYSTEM_TARNCTL", "")
+TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
+
+LINK, PEER = "tsys0", "tsys1"
+ADDRESS, ROUTE, GATEWAY = "10.77.0.1", "10.78.0.0", "10.77.0.2"
+IF_DESCR = "1.3.6.1.2.1.2.2.1.2"
+IP_AD_ENT_ADDR = "1.3.6.1.2.1.4.20.1.1"
+IP_ROUTE_DEST = "1.3.6.1.2.1.4.21.1.1"
+SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+LINK_DOWN, LINK_UP = r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.3", r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.4"
+
+
+def wait_for(check, timeout=10.0, what="condition"):
+    end = time.time() + timeout
+    while True:
+        value = check()
+        if value:
+            return value
+        if time.time() > end:
+            raise AssertionError("timed out waiting for " + (what() if callable(what) else what))
+        time.sleep(0.05)
+
+
+def run(*args):
+    r = subprocess.run(list(args), capture_output=True, text=True)
+    assert r.returncode == 0, "%s: %s" % (" ".join(args), r.stdout + r.stderr)
+    return r.stdout
+
+
+def snmp(tool, *args):
+    r = subprocess.run([tool, "-v2c", "-c", "mallow", "-On", "-t", "1", "-r", "0", "127.0.0.1"]
+                       + list(args), capture_output=True, text=True, env=TOOL_ENV)
+    return r.returncode, (r.stdout + r.stderr).strip()
+
+
+def answer(tool, *args):
+    """The tool's output if the agent answered, else None (to poll with)."""
+    code, out = snmp(tool, *args)
+    return out if code == 0 else None
+
+
+def alive(pid):
+    return os.path.exists("/proc/%d" % pid)
+
+
+class World:
+    def __init__(self):
+        self.dir = tempfile.mkdtemp(prefix="tarn-system-")
+        self.root = os.path.join(self.dir, "root")
+        self.log = os.path.join(self.dir, "supervisor.log")
+        self.trap_log = os.path.join(self.dir, "traps.log")
+        self.trapd = self.start_trapd()
+        env = dict(os.environ, TARN_ROOT=self.root)
+        for name in ("TARN_SERVICE_ID", "LISTEN_FDS", "LISTEN_PID"):
+            env.pop(name, None)
+        # Under AddressSanitizer: the agent never frees its MIB objects (they
+        # live as long as the process), so a leak report at its idle exit
+        # would turn that exit into a crash; every other check stays on.
+        env["ASAN_OPTIONS"] = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"),
+                                                     "detect_leaks=0"]))
+        with open(self.log, "w") as out:
+            self.supervisor = subprocess.Popen([SUPERVISOR, "--root", self.root, "--host"],
+                                               env=env, stdout=out, stderr=subprocess.STDOUT)
+
+    def start_trapd(self):
+        conf = os.path.join(self.dir, "snmptrapd.conf")
+        with open(conf, "w") as f:
+            f.write("authCommunity log mallow\n")
+        env = dict(TOOL_ENV, SNMP_PERSISTENT_DIR=os.path.join(self.dir, "trapd"))
+        p = subprocess.Popen(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", self.trap_log, "-On",
+                              "-F", "TRAP %P|%v\n", "-n", "udp:127.0.0.1:162"],
+                             env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for(lambda: os.path.exists(self.trap_log) and "NET-SNMP" in open(self.trap_log).read(),
+                 what="snmptrapd")
+        return p
+
+    def close(self):
+        for p in (self.supervisor, self.trapd):
+            if p.poll() is None:
+                p.kill()
+                p.wait()
+        for pid in self.started("tarn-snmpd") + self.started("tarn-routerd"):
+            if alive(pid) and self.ours(pid):
+                os.kill(pid, signal.SIGKILL)
+        subprocess.run(["ip", "link", "del", LINK], capture_output=True)
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+    # --- the supervisor's log -----------------------------------------
+    def log_text(self):
+        return open(self.log).read()
+
+    def started(self, program):
+        return [int(p) for p in re.findall(r"started %s \(pid (\d+)\)" % program, self.log_text())]
+
+    def agent_pid(self):
+        pids = self.started("tarn-snmpd")
+        return pids[-1] if pids else None
+
+    def ours(self, pid):
+        """True if pid is a child of our supervisor (never signal anything else)."""
+        try:
+            stat = open("/proc/%d/stat" % pid).read()
+        except OSError:
+            return False
+        return int(stat.rsplit(")", 1)[1].split()[1]) == self.supervisor.pid
+
+    # --- clients --------------------------------------------------------
+    def tarnctl(self, *args):
+        r = subprocess.run([TARNCTL, "--timeout", "10000"] + list(args), capture_output=True,
+                           text=True, env=dict(os.environ, TARN_ROOT=self.root))
+        assert r.returncode == 0, "%s: %s%s; log: %s" % (" ".join(args), r.stdout, r.stderr,
+                                                       self.log_text()[-800:])
+        return r.stdout
+
+    def traps(self):
+        return [t for t in open(self.trap_log).read().splitlines() if t.startswith("TRAP ")]
+
+    def wait_trap(self, before, oid, if_index):
+        binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index
+
+        def seen():
+            return [t for t in self.traps()[before:] if re.search(oid, t) and binding in t]
+        return wait_for(seen, what=lambda: "trap %s for ifIndex %d; traps since: %s; log: %s" % (
+            oid, if_index, self.traps()[before:], self.log_text()[-800:]))[0]
+
+
+@pytest.fixture(scope="module")
+def world():
+    w = World()
+    yield w
+    w.close()
+
+
+def if_index(name):
+    # From ip, not /sys: sysfs still shows the namespace it was mounted in.
+    return int(run("ip", "-o", "link", "show", "dev", name).split(":", 1)[0])
+
+
+def test_supervisor_starts_both_and_snmp_is_enabled_over_the_bus(world):
+    sock = os.path.join(world.root, "tarn", "run", "bus", "161.sock")
+    wait_for(lambda: os.path.exists(sock) and world.started("tarn-routerd")
+             and world.started("tarn-snmpd"), what=lambda: "start; log: " + world.log_text())
+    world.tarnctl("snmp", "set", "enabled=yes")
+    assert re.search(r"^enabled: yes$", world.tarnctl("snmp", "show"), re.M)
+    out = wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer on UDP 161")
+    assert SYS_DESCR in out
+
+
+def test_veth_link_changes_reach_snmptrapd(world):
+    run("ip", "link", "add", LINK, "type", "veth", "peer", "name", PEER)
+    run("ip", "link", "set", PEER, "up")
+    index = if_index(LINK)
+    generators = world.tarnctl("snmp", "generators")
+    interfaces = re.search(r"^(0x[0-9a-f]+) interfaces$", generators, re.M).group(1)
+    mallow = re.search(r'^id: (\d+)\nname: "mallow"', world.tarnctl("snmp", "communities"), re.M)
+    world.tarnctl("snmp", "set", "trap-target=127.0.0.1", "trap-version=v2c",
+                  "trap-community=" + mallow.group(1), "trap-generators=" + interfaces)
+    wait_for(lambda: "subscribed to interfaces" in world.log_text(), what="the subscription")
+    # The agent sends its subscription without waiting for an answer; a
+    # round trip to the same service after it lets tarn-routerd take it in
+    # before the link changes.
+    world.tarnctl("list", "20/0")
+
+    before = len(world.traps())
+    run("ip", "link", "set", LINK, "up")
+    up = world.wait_trap(before, LINK_UP, index)
+    assert "SNMP v2c, community mallow" in up and ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 1" in up
+
+    before = len(world.traps())
+    run("ip", "link", "set", LINK, "down")
+    down = world.wait_trap(before, LINK_DOWN, index)
+    assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down
+    assert ".1.3.6.1.2.1.2.2.1.8 = INTEGER: 2" in down
+
+    before = len(world.traps())
+    run("ip", "link", "set", LINK, "up")
+    world.wait_trap(before, LINK_UP, index)
+
+
+def test_walk_shows_the_hosts_interfaces_addresses_and_routes(world):
+    run("ip", "addr", "add", ADDRESS + "/24", "dev", LINK)
+    run("ip", "route", "add", ROUTE + "/16", "via", GATEWAY)
+    index = if_index(LINK)
+    want = {
+        IF_DESCR: '.%s.%d = STRING: "%s"' % (IF_DESCR, index, LINK),
+        IP_AD_ENT_ADDR: ".%s.%s = IpAddress: %s" % (IP_AD_ENT_ADDR, ADDRESS, ADDRESS),
+        IP_ROUTE_DEST: ".%s.%s = IpAddress: %s" % (IP_ROUTE_DEST, ROUTE, ROUTE),
+    }
+    for column, line in want.items():
+        # Answers are cached for a few seconds, so a walk may first show
+        # the state from before the change.
+        walks = []
+
+        def shows():
+            code, out = snmp("snmpwalk", column)
+            walks.append(out)
+            return code == 0 and line in out.splitlines()
+        wait_for(shows, timeout=15, what=lambda: "%s in %s" % (line, walks[-1:]))
+
+
+def test_disabled_agent_leaves_and_a_bus_command_starts_it(world):
+    first = world.agent_pid()
+    left = world.log_text().count("left by itself")
+    world.tarnctl("snmp", "set", "enabled=no")
+    wait_for(lambda: world.log_text().count("left by itself") > left,
+             what=lambda: "the idle leave; log: " + world.log_text()[-800:])
+    assert "tarn-snmpd (pid %d) left by itself" % first in world.log_text()
+    assert not alive(first)
+    assert snmp("snmpget", SYS_DESCR)[0] != 0
+
+    connections = world.log_text().count("connection for service 161; starting tarn-snmpd")
+    assert re.search(r"^enabled: no$", world.tarnctl("snmp", "show"), re.M)
+    assert world.log_text().count("connection for service 161; starting tarn-snmpd") > connections
+    assert world.agent_pid() != first
+
+    world.tarnctl("snmp", "set", "enabled=yes")
+    wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer after enabling")
+
+
+def test_killed_agent_is_restarted_and_serves_again(world):
+    pid = wait_for(lambda: world.agent_pid() if alive(world.agent_pid() or 0) else None,
+                   what="a running agent")
+    assert world.ours(pid) and os.readlink("/proc/%d/exe" % pid).endswith("tarn-snmpd")
+    os.kill(pid, signal.SIGKILL)
+    wait_for(lambda: "tarn-snmpd (pid %d) killed by signal 9" % pid in world.log_text(),
+             what=lambda: "the kill noted; log: " + world.log_text()[-800:])
+    new = wait_for(lambda: world.agent_pid() != pid and world.agent_pid(),
+                   what=lambda: "a restart; log: " + world.log_text()[-800:])
+    assert alive(new)
+    out = wait_for(lambda: answer("snmpget", "%s.%d" % (IF_DESCR, if_index(LINK))),
+                   what="an answer after the restart")
+    assert '"%s"' % LINK in out
+    # The new agent subscribed again to the link changes it was set up for.
+    before = len(world.traps())
+    run("ip", "link", "set", LINK, "down")
+    world.wait_trap(before, LINK_DOWN, if_index(LINK))
+
+
+def test_sigterm_stops_everything(world):
+    pids = world.started("tarn-snmpd") + world.started("tarn-routerd")
+    world.supervisor.send_signal(signal.SIGTERM)
+    assert world.supervisor.wait(20) == 0
+    assert "tarn-supervisor: stopped" in world.log_text()
+    assert [p for p in pids if alive(p)] == []
+    bus = os.path.join(world.root, "tarn", "run", "bus")
+    assert [f for f in os.listdir(bus) if f.endswith(".sock")] == []
