@@ -353,7 +353,7 @@ message Bus::exchange(unsigned service, message& m, int timeoutMs) {
     }
     if ((p.revents & (POLLIN | POLLHUP | POLLERR)) && !readIn(c)) {
       // Take the frames that came before the end, then give up.
-      while ((got = nextFrame(c, &in)) == 1) {
+      while (nextFrame(c, &in) == 1) {
         if (!in.get(bool_id(kFieldReply), false)) {
           pending_.emplace_back(std::move(in), Origin{c->id, c->uid});
           in = message();
