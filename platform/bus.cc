@@ -25,6 +25,9 @@ namespace {
 const uint32_t kMaxFrame = 64u << 20;
 // A peer that leaves this much of our output unread is taken for stuck.
 const size_t kMaxBacklog = 2 * static_cast<size_t>(kMaxFrame);
+// Out of descriptors, the listening sockets stay readable while accept
+// fails; they are left unwatched this long instead of spinning the loop.
+const unsigned kAcceptPauseMs = 100;
 
 void setNonBlocking(int fd) {
   fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -79,6 +82,7 @@ Bus::Bus(ThinRunner* runner, void* ctx, Deliver deliver)
     : runner_(runner), ctx_(ctx), deliver_(deliver) {}
 
 Bus::~Bus() {
+  runner_->removeTimer(this, &Bus::resumeListening);
   for (const std::string& path : boundPaths_) unlink(path.c_str());
   for (auto& kv : conns_) {
     runner_->removeSocket(kv.second->fd);
@@ -139,7 +143,13 @@ void Bus::onListen(void* self, int fd, unsigned) {
 void Bus::acceptAll(int lfd) {
   for (;;) {
     int fd = accept4(lfd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd < 0) return;
+    if (fd < 0) {
+      if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS ||
+          errno == ENOMEM) {
+        pauseListening();
+      }
+      return;
+    }
     std::unique_ptr<Conn> c(new Conn);
     c->id = nextConn_++;
     c->fd = fd;
@@ -156,6 +166,15 @@ void Bus::acceptAll(int lfd) {
     runner_->addSocket(fd, this, &Bus::onConn, kEventRead);
     conns_[c->id] = std::move(c);
   }
+}
+
+void Bus::pauseListening() {
+  for (auto& kv : listeners_) runner_->setSocketEvents(kv.first, 0);
+  runner_->addTimer(this, &Bus::resumeListening, kAcceptPauseMs);
+}
+
+void Bus::resumeListening() {
+  for (auto& kv : listeners_) runner_->setSocketEvents(kv.first, kEventRead);
 }
 
 Bus::Conn* Bus::byFd(int fd) {
@@ -334,7 +353,7 @@ message Bus::exchange(unsigned service, message& m, int timeoutMs) {
     }
     if ((p.revents & (POLLIN | POLLHUP | POLLERR)) && !readIn(c)) {
       // Take the frames that came before the end, then give up.
-      while ((got = nextFrame(c, &in)) == 1) {
+      while (nextFrame(c, &in) == 1) {
         if (!in.get(bool_id(kFieldReply), false)) {
           pending_.emplace_back(std::move(in), Origin{c->id, c->uid});
           in = message();

@@ -14,6 +14,10 @@
 // with its sequence number arrives or the time-out passes, reading nothing
 // else; a reply that arrives after its request timed out is discarded.
 // Requests that arrive on that connection meanwhile are kept for later.
+//
+// When accept fails for want of descriptors, the listening sockets are left
+// unwatched for a short pause (the pending peers wait in the backlog)
+// rather than waking the loop without end.
 #ifndef TARN_PLATFORM_BUS_H_
 #define TARN_PLATFORM_BUS_H_
 
@@ -79,6 +83,10 @@ class Bus {
   Conn* byId(uint64_t id);
   void close(Conn* c, const std::string& why);
   void acceptAll(int fd);
+  // Stops and restarts accepting, while the process has no descriptor to
+  // spare (EMFILE and the like); connections already open are served.
+  void pauseListening();
+  void resumeListening();
   // Reads what is there; false when the connection ended or failed.
   bool readIn(Conn* c);
   // Writes what the peer takes now; false when the connection failed.

@@ -199,9 +199,9 @@ bool parseInto(Reader& r, message* out, int depth) {
   uint32_t count;
   // The smallest field is an id and a bool: 5 bytes.
   if (!r.count(&count, 5)) return false;
-  message::value v;
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t id;
+    message::value v;  // fresh per field: the last one was moved away
     if (!r.u32(&id)) return false;
     if (!parseValue(r, id & kTagMask, out ? &v : nullptr, depth)) return false;
     if (out) out->insertTagged(id, std::move(v));

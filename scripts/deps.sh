@@ -4,7 +4,8 @@
 
 # Packages needed to build and to run every test.
 TEST_PACKAGES=(cmake make g++ clang libssl-dev libgtest-dev libgmock-dev
-               iproute2 snmp snmptrapd python3 python3-pysnmp4 python3-pytest)
+               iproute2 snmp snmptrapd python3 python3-pysnmp4 python3-pytest
+               libclang-rt-14-dev)
 
 # Packages bench/run needs besides: the peer agent it compares against.
 BENCH_PACKAGES=(snmpd)
