@@ -142,7 +142,11 @@ void InterfaceCounters::fill(const tarn::message& m) {
 CountersTable::CountersTable(Table* rows)
     : AugmentProxyTable(rows), CacheUpdateTimeout(25, 95) {}
 
-CountersTable::~CountersTable() { clearCache(); }
+// Frees the cached records; this class's own clearCache is meant here.
+CountersTable::~CountersTable() {
+  // cppcheck-suppress virtualCallInConstructor
+  CountersTable::clearCache();
+}
 
 Data* CountersTable::augment(const OID&, Data* baseRecord) {
   accessData();

@@ -209,6 +209,8 @@ Bus::Conn* Bus::connFor(unsigned service) {
   outgoing_[service] = c->id;
   conns_[c->id] = std::move(c);
   runner_->addSocket(fd, this, &Bus::onConn, kEventRead);
+  // The object stays alive in the container it was moved into.
+  // cppcheck-suppress returnDanglingLifetime
   return raw;
 }
 

@@ -91,6 +91,8 @@ TimerPtr ThinRunner::addTimerCb(const Callback& cb, unsigned ms) {
         return a->due < b->due || (a->due == b->due && a->seq < b->seq);
       });
   timers_.insert(pos, std::move(t));
+  // The object stays alive in the container it was moved into.
+  // cppcheck-suppress returnDanglingLifetime
   return p;
 }
 

@@ -113,7 +113,7 @@ bool ModelDevice::parse(const std::string& text, std::string* error) {
       ok = r.fail("id " + std::to_string(dup) + " twice in \"" + key + "\"");
     }
   }
-  if (ok && !r.atEnd()) ok = r.fail("text after the model");
+  if (ok && !r.atEnd()) r.fail("text after the model");
   if (!r.error().empty()) {
     *error = r.error();
     return false;
