@@ -144,6 +144,14 @@ void Looper::dispatchMessage(message& msg) {
 
 void Looper::sendMessage(message& msg) {
   fillSource(msg);
+  const unsigned cmd = msg.get(u32_id(kFieldCmd), 0u);
+  if (cmd == kCmdSubscribe || cmd == kCmdUnsubscribe) {
+    keepSubscription(msg, cmd == kCmdSubscribe);
+  }
+  post(msg);
+}
+
+void Looper::post(message& msg) {
   const std::vector<uint32_t>& dst = msg.get(u32_array_id(kFieldDst));
   if (dst.empty()) return;
   if (isLocal(dst[0])) {
@@ -151,6 +159,33 @@ void Looper::sendMessage(message& msg) {
     return;
   }
   bus_.send(dst[0], msg);  // an absent service: dropped
+}
+
+void Looper::keepSubscription(const message& msg, bool subscribe) {
+  message asSubscribe = msg;
+  asSubscribe[u32_id(kFieldCmd)] = kCmdSubscribe;
+  bytes flat;
+  asSubscribe.flatten(flat);
+  for (auto it = subscriptions_.begin(); it != subscriptions_.end(); ++it) {
+    if (it->first == flat) {
+      subscriptions_.erase(it);
+      break;
+    }
+  }
+  if (subscribe) {
+    subscriptions_.emplace_back(std::move(flat), std::move(asSubscribe));
+    addTimer(this, &Looper::renewSubscriptions, renewMs_);
+  }
+}
+
+void Looper::renewSubscriptions() {
+  for (auto& kept : subscriptions_) {
+    message copy = kept.second;
+    post(copy);
+  }
+  if (!subscriptions_.empty()) {
+    addTimer(this, &Looper::renewSubscriptions, renewMs_);
+  }
 }
 
 message Looper::exchangeMessage(message& msg, int timeout) {

@@ -13,6 +13,12 @@
 //
 // Messages to a service of this process are served locally: exchanges at
 // once, sends from the loop. One looper per process (getLooper()).
+//
+// Subscriptions are kept by the publisher in its memory only, so a
+// publisher that restarts (or was not there yet) forgets them. The looper
+// therefore remembers every subscribe its process sends, drops it again on
+// the matching unsubscribe, and sends all it remembers again every few
+// seconds; a publisher treats a repeated subscription as the same one.
 #ifndef TARN_PLATFORM_LOOPER_H_
 #define TARN_PLATFORM_LOOPER_H_
 
@@ -71,10 +77,15 @@ class Looper : public Handler, public ThinRunner {
 
   // The peer user of the message being served (our own for local ones).
   uid_t currentUid() const { return current_.uid; }
+  // How often remembered subscriptions are sent again (default 5000 ms).
+  void renewSubscriptionsEvery(unsigned ms) { renewMs_ = ms; }
 
  private:
   static void deliver(void* self, message& m, const Origin& from);
   message serveLocal(message& msg);
+  void keepSubscription(const message& msg, bool subscribe);
+  void renewSubscriptions();
+  void post(message& msg);
   void finishReply(const message& request, message& reply);
   bool isLocal(unsigned service) const { return served_.count(service); }
   static uint64_t key(unsigned s, unsigned h) {
@@ -88,6 +99,10 @@ class Looper : public Handler, public ThinRunner {
   std::deque<message> local_;  // messages sent to ourselves
   Origin current_;
   unsigned leaveMs_ = 0;
+  // Subscribes sent, each with its flat form as the subscribe command
+  // (what an unsubscribe is matched against).
+  std::vector<std::pair<bytes, message>> subscriptions_;
+  unsigned renewMs_ = 5000;
 };
 
 // The process's looper, or null before one exists.

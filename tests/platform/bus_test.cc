@@ -237,3 +237,56 @@ TEST(Bus, KeptConnectionSurvivesPeerRestart) {
 }
 
 }  // namespace
+
+namespace {
+
+// Serves the client's loop for ms (renewals, notifications), ending early
+// if a notification shuts it down.
+void stopClient(void* c) { static_cast<Client*>(c)->shutdown(); }
+
+void serveFor(Client& c, unsigned ms) {
+  c.addTimer(&c, stopClient, ms);
+  c.run();
+  c.removeTimer(&c, stopClient);
+}
+
+void fire(Client& c) {
+  message m = request(kServer, kCmdFire);
+  EXPECT_FALSE(isError(c.exchangeMessage(m, 3000)));
+}
+
+// A publisher keeps subscriptions in memory only: the subscriber sends them
+// again, so a restarted publisher notifies it once more; an unsubscribe
+// ends the renewals.
+TEST(Bus, SubscriptionsAreRenewedAfterPublisherRestart) {
+  tarn_test::TempRoot root;
+  pid_t first = startServer();
+  ASSERT_GT(first, 0);
+  Client c;
+  c.renewSubscriptionsEvery(50);
+  askServer(c, 1);
+  message filter;
+  filter.insert(u32_id(0x10003), 128);
+  c.subscribe(u32_vector(kServer, 0), kLinkCode, filter);
+  kill(first, SIGKILL);
+  waitpid(first, nullptr, 0);
+  pid_t second = startServer();
+  ASSERT_GT(second, 0);
+  askServer(c, 2);
+  serveFor(c, 200);  // a few renewals reach the new publisher
+  fire(c);
+  serveFor(c, 3000);
+  EXPECT_EQ(0x500u, c.notified.get(u32_id(0x10003), 0)) << c.notified;
+
+  c.notified = message();
+  c.unsubscribe(u32_vector(kServer, 0), kLinkCode, filter);
+  serveFor(c, 200);
+  fire(c);
+  serveFor(c, 300);
+  EXPECT_FALSE(c.notified.has(u32_id(0x10003))) << c.notified;
+  message stop = request(kServer, kCmdStop);
+  c.exchangeMessage(stop, 3000);
+  waitpid(second, nullptr, 0);
+}
+
+}  // namespace

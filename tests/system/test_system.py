@@ -7,8 +7,9 @@ SNMP is enabled and traps configured over the bus with tarnctl; a veth
 link going up and down reaches snmptrapd as linkUp and linkDown; snmpwalk
 shows the veth, an address and a route added here; with SNMP disabled the
 agent leaves when idle and a bus command starts it again; an agent killed
-with SIGKILL is restarted, answers again and sends traps again; SIGTERM to
-the supervisor ends every process it started.
+with SIGKILL is restarted, answers again and sends traps again; so does a
+killed tarn-routerd; SIGTERM to the supervisor ends every process it
+started.
 
 Waits poll with deadlines (the machine may be loaded); nothing asserts on
 timing.
@@ -20,6 +21,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 import pytest
 
@@ -227,6 +229,28 @@ def test_killed_agent_is_restarted_and_serves_again(world):
     before = len(world.traps())
     run("ip", "link", "set", LINK, "down")
     world.wait_trap(before, LINK_DOWN, if_index(LINK))
+
+
+def test_restarted_router_services_are_followed_again(world):
+    # tarn-routerd forgets its subscribers when it dies; the agent sends its
+    # subscription again every few seconds, so link traps resume without
+    # touching the agent. The link is flipped until a trap shows it.
+    pids = world.started("tarn-routerd")
+    assert world.ours(pids[-1])
+    os.kill(pids[-1], signal.SIGKILL)
+    wait_for(lambda: len(world.started("tarn-routerd")) > len(pids),
+             what=lambda: "tarn-routerd restarted; log: " + world.log_text()[-800:])
+    before = len(world.traps())
+    binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index(LINK)
+    flips = []
+
+    def flip_and_look():
+        flips.append("up" if len(flips) % 2 == 0 else "down")
+        run("ip", "link", "set", LINK, flips[-1])
+        time.sleep(0.5)
+        return [t for t in world.traps()[before:] if binding in t]
+    wait_for(flip_and_look, timeout=30, what=lambda: "a link trap after %d flips; log: %s" % (
+        len(flips), world.log_text()[-800:]))
 
 
 def test_sigterm_stops_everything(world):
