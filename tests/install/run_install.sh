@@ -1,17 +1,16 @@
 #!/bin/sh
 # The installed tree and the example plug-in, as an operator meets them.
-#   run_install.sh BUILD_DIR CXX          install, check the layout, build
-#                                         the example plug-in from the
-#                                         installed copy against the
-#                                         installed headers only
-#   run_install.sh BUILD_DIR CXX --serve  then also run the installed
-#                                         programs in a private network
-#                                         namespace with the plug-in loaded,
-#                                         and read, write and trap through it
-#                                         (needs root, unshare, net-snmp;
-#                                         skips with 77 otherwise)
+#   run_install.sh BUILD_DIR SOURCE_DIR CXX          install, check the
+#                       layout, build the example plug-in from the installed
+#                       copy against the installed headers only, and check
+#                       that the operator's guide shows that very file
+#   run_install.sh BUILD_DIR SOURCE_DIR CXX --serve  then also run the installed
+#                       programs in a private network namespace with the
+#                       plug-in loaded, and read, write and trap through it
+#                       (needs root, unshare, net-snmp; skips with 77
+#                       otherwise)
 set -e
-build=$1 cxx=$2 serve=$3
+build=$1 src=$2 cxx=$3 serve=$4
 if [ "$serve" = --serve ]; then
   for tool in unshare ip snmpget snmpset snmptrapd; do
     command -v "$tool" >/dev/null || { echo "example_plugin: needs $tool; skipped"; exit 77; }
@@ -51,6 +50,10 @@ make -s -C "$tmp/plugin" CXX="$cxx" TARN_PREFIX="$prefix" >/dev/null ||
   fail "the example does not build with make"
 nm -D --defined-only "$tmp/plugin/build/site_plugin.so" | grep -q " T autorun$" ||
   fail "site_plugin.so exports no autorun"
+sed -n '/^<!-- example-plugin: begin -->$/,/^<!-- example-plugin: end -->$/p' \
+    "$src/docs/operators-guide.md" | sed '1,2d' | sed '$d' | sed '$d' >"$tmp/guide.cc"
+cmp -s "$tmp/guide.cc" "$prefix/share/tarn/examples/plugin/site_plugin.cc" ||
+  fail "docs/operators-guide.md does not show examples/plugin/site_plugin.cc as it is"
 echo "installed and built: $prefix"
 [ "$serve" = --serve ] || exit 0
 
