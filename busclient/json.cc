@@ -8,19 +8,7 @@ namespace tarnctl {
 using tarn::message;
 
 void writeJsonString(std::ostream& os, const std::string& s) {
-  os << '"';
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      os << '\\' << c;
-    } else if (c >= 0x20 && c < 0x7f) {
-      os << c;
-    } else {
-      char buf[8];
-      snprintf(buf, sizeof buf, "\\u%04x", c);
-      os << buf;
-    }
-  }
-  os << '"';
+  tarn::writeQuoted(os, s, true);
 }
 
 namespace {

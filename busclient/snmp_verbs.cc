@@ -78,8 +78,10 @@ int usageError(const std::string& text) {
   return kExitUsage;
 }
 
-bool choose(const char* choices, const std::string& text, uint32_t* out) {
-  if (parseU32(text, out)) return true;
+// Calls found(name, number) for each name=number pair of `choices`, in
+// order, until it returns true; says whether one did.
+template <class Found>
+bool findChoice(const char* choices, Found found) {
   const std::string list = choices;
   size_t start = 0;
   while (start < list.size()) {
@@ -87,26 +89,29 @@ bool choose(const char* choices, const std::string& text, uint32_t* out) {
     if (end == std::string::npos) end = list.size();
     const std::string pair = list.substr(start, end - start);
     const size_t eq = pair.find('=');
-    if (pair.substr(0, eq) == text) return parseU32(pair.substr(eq + 1), out);
+    uint32_t n;
+    if (parseU32(pair.substr(eq + 1), &n) && found(pair.substr(0, eq), n)) return true;
     start = end + 1;
   }
   return false;
 }
 
+bool choose(const char* choices, const std::string& text, uint32_t* out) {
+  if (parseU32(text, out)) return true;
+  return findChoice(choices, [&](const std::string& name, uint32_t n) {
+    if (name == text) *out = n;
+    return name == text;
+  });
+}
+
 // The name `choices` gives n, or n as a number.
 std::string choiceName(const char* choices, uint32_t n) {
-  const std::string list = choices;
-  size_t start = 0;
-  while (start < list.size()) {
-    size_t end = list.find(',', start);
-    if (end == std::string::npos) end = list.size();
-    const std::string pair = list.substr(start, end - start);
-    const size_t eq = pair.find('=');
-    uint32_t v;
-    if (parseU32(pair.substr(eq + 1), &v) && v == n) return pair.substr(0, eq);
-    start = end + 1;
-  }
-  return std::to_string(n);
+  std::string out = std::to_string(n);
+  findChoice(choices, [&](const std::string& name, uint32_t v) {
+    if (v == n) out = name;
+    return v == n;
+  });
+  return out;
 }
 
 // Adds the field of one key=value word to m.

@@ -91,22 +91,6 @@ void number(std::ostream& os, uint64_t v) {
   os << buf;
 }
 
-void quoted(std::ostream& os, const std::string& s) {
-  os << '"';
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      os << '\\' << c;
-    } else if (c >= 0x20 && c < 0x7f) {
-      os << c;
-    } else {
-      char buf[8];
-      snprintf(buf, sizeof buf, "\\x%02x", c);
-      os << buf;
-    }
-  }
-  os << '"';
-}
-
 void hex(std::ostream& os, const bytes& b) {
   static const char digits[] = "0123456789abcdef";
   for (uint8_t c : b) os << digits[c >> 4] << digits[c & 15];
@@ -144,7 +128,7 @@ struct Dumper {
   void operator()(bool v) { os << (v ? 1 : 0); }
   void operator()(uint32_t v) { number(os, v); }
   void operator()(uint64_t v) { number(os, v); }
-  void operator()(const std::string& v) { quoted(os, v); }
+  void operator()(const std::string& v) { writeQuoted(os, v, false); }
   void operator()(const bytes& v) { hex(os, v); }
   void operator()(const std::vector<bool>& v) {
     list(os, v, [this](bool b) { os << (b ? 1 : 0); });
@@ -156,7 +140,7 @@ struct Dumper {
     list(os, v, [this](uint64_t x) { number(os, x); });
   }
   void operator()(const std::vector<std::string>& v) {
-    list(os, v, [this](const std::string& s) { quoted(os, s); });
+    list(os, v, [this](const std::string& s) { writeQuoted(os, s, false); });
   }
   void operator()(const std::vector<bytes>& v) {
     list(os, v, [this](const bytes& b) { hex(os, b); });
@@ -174,6 +158,22 @@ struct Dumper {
 };
 
 }  // namespace
+
+void writeQuoted(std::ostream& os, const std::string& s, bool json) {
+  os << '"';
+  for (unsigned char c : s) {
+    if (c == '"' || c == '\\') {
+      os << '\\' << c;
+    } else if (c >= 0x20 && c < 0x7f) {
+      os << c;
+    } else {
+      char buf[8];
+      snprintf(buf, sizeof buf, json ? "\\u%04x" : "\\x%02x", c);
+      os << buf;
+    }
+  }
+  os << '"';
+}
 
 std::ostream& operator<<(std::ostream& os, const message& m) {
   os << '{';

@@ -214,6 +214,12 @@ std::vector<uint32_t> u32_vector(uint32_t a, uint32_t b);
 // Field kinds are written as the bus client's field syntax names them.
 std::ostream& operator<<(std::ostream& os, const message& m);
 
+// Writes `s` in double quotes: quote and backslash escaped with a
+// backslash, printable ASCII as is, any other byte as \xHH, or as \u00HH
+// when `json` (JSON has no \x escape). Shared by the dump above and the
+// bus client's JSON output.
+void writeQuoted(std::ostream& os, const std::string& s, bool json);
+
 }  // namespace tarn
 
 #endif  // TARN_PLATFORM_MESSAGE_H_

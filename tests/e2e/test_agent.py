@@ -226,8 +226,10 @@ def test_configure_over_the_bus(world):
                   "trap-generators=start-trap")
     shown = world.tarnctl("show")
     assert "enabled: yes" in shown and 'engine-id: "%s"' % ENGINE_TEXT in shown
+    assert "trap-version: v1\n" in shown and "trap-community: 0\n" in shown
     listed = world.tarnctl("communities")
     assert 'name: "desuser"' in listed and "despassword" not in listed
+    assert "security: priv\n" in listed and "auth-protocol: sha\n" in listed
     assert "cmd_set from 0" in world.stderr()
 
 

@@ -55,6 +55,7 @@ UPDATE = os.environ.get("WALK_UPDATE", "") not in ("", "0")
 HERE = os.path.dirname(os.path.abspath(__file__))
 EXPECTED = os.path.join(HERE, "expected")
 MODEL = os.path.join(HERE, "..", "..", "router", "models", "small-router.json")
+MIBS = os.path.join(HERE, "..", "..", "mibs")
 TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
 OS_LINE = ".1.3.6.1.4.1.40117.1.1.4.4.0 = STRING: "
 OS_VERSION = "%s %s" % (os.uname().sysname, os.uname().release)
@@ -246,6 +247,24 @@ def test_whole_tree_walks_identically_every_time(world):
     first, second = walk(".1"), walk(".1")
     assert first == second
     assert first == whole_tree()
+
+
+def named(tool, oid):
+    r = subprocess.run([tool, "-v2c", "-c", "mallow", "-M", MIBS, "-m", "TARN-ROUTER-MIB",
+                        "-t", "3", "-r", "0", "127.0.0.1", oid],
+                       capture_output=True, text=True, env=TOOL_ENV)
+    assert r.returncode == 0 and r.stderr == "", r.stderr
+    return r.stdout.splitlines()
+
+
+def test_the_vendor_mib_names_every_served_object(world):
+    # With the project's MIB files alone, net-snmp names every vendor
+    # object and finds every value of the syntax the module declares.
+    lines = named("snmpwalk", "1.3.6.1.4.1.40117")
+    assert len(lines) == len(expected("vendor"))
+    assert [line for line in lines if not line.startswith("TARN-ROUTER-MIB::")] == ["End of MIB"]
+    assert [line for line in lines if "Wrong Type" in line] == []
+    assert named("snmpget", "1.3.6.1.2.1.1.2.0")[0].endswith(" = OID: TARN-ROUTER-MIB::tarnRouter")
 
 
 def get(oid):
