@@ -30,7 +30,8 @@ done
 for f in include/tarn-snmp/engine/registry.h include/tarn-snmp/data/single_provider.h \
          include/tarn-snmp/service/snmp_looper.h include/tarn-snmp/platform/message.h \
          include/tarn-snmp/security/v3_server_info.h include/tarn-snmp/codec/wire.h \
-         share/tarn/mibs/TARN-ROUTER-MIB.txt share/tarn/models/small-router.json \
+         share/tarn/mibs/TARN-ROUTER-MIB.txt share/tarn/mibs/SNMPv2-SMI.txt \
+         share/tarn/models/small-router.json \
          share/tarn/examples/plugin/site_plugin.cc lib/tmpfiles.d/tarn.conf \
          lib/systemd/system/tarn-snmpd.socket; do
   [ -f "$prefix/$f" ] || fail "$f not installed"
