@@ -20,6 +20,7 @@ fi
 
 tmp=$(mktemp -d /tmp/tarn-install-XXXXXX)
 trap 'rm -rf "$tmp"' EXIT
+trap 'exit 1' INT TERM HUP PIPE
 prefix=$tmp/prefix
 fail() { echo "FAIL: $*"; exit 1; }
 

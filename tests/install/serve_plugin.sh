@@ -33,6 +33,7 @@ trapd=$!
   >"$log" 2>&1 &
 supervisor=$!
 trap 'kill $supervisor $trapd 2>/dev/null; wait $supervisor $trapd 2>/dev/null || true' EXIT
+trap 'exit 1' INT TERM HUP PIPE
 
 until_ok "$bin/tarnctl" snmp set enabled=yes trap-target=127.0.0.1 trap-version=v2c \
   trap-community=0 || fail "tarnctl snmp set: $out"
