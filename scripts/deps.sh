@@ -5,7 +5,7 @@
 # Packages needed to build and to run every test.
 TEST_PACKAGES=(cmake make g++ clang libssl-dev libgtest-dev libgmock-dev
                iproute2 snmp snmptrapd python3 python3-pysnmp4 python3-pytest
-               libclang-rt-14-dev smitools)
+               libclang-rt-14-dev smitools tshark)
 
 # Packages bench/run needs besides: the peer agent it compares against.
 BENCH_PACKAGES=(snmpd)

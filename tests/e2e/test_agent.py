@@ -14,9 +14,7 @@ Run by run_e2e.sh (needs root for the namespace and ports 161/162).
 import os
 import re
 import shutil
-import signal
 import socket
-import struct
 import subprocess
 import sys
 import tempfile
@@ -26,6 +24,7 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
+from harness import Daemon, Trapd, cpu_seconds, get_request, tool, wait_for  # noqa: E402
 
 DAEMON = os.environ.get("E2E_DAEMON", "")
 PLUGIN = os.environ.get("E2E_PLUGIN", "")
@@ -34,8 +33,6 @@ TARNCTL = os.environ.get("E2E_TARNCTL", "")
 BASE = "1.3.6.1.4.1.40117.250"
 ENGINE_TEXT = "e2e-engine"
 ENGINE_HEX = "80009cb504" + ENGINE_TEXT.encode().hex()
-START_TRAP = 0xABC0001
-TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
 
 # SNMPv3 users: name -> (security, auth protocol, auth password, priv password)
 USERS = {
@@ -47,36 +44,21 @@ USERS = {
 }
 
 
-def be32(dotted):
-    return struct.unpack("=I", socket.inet_aton(dotted))[0]
-
-
-def wait_for(check, timeout=5.0, what="condition"):
-    end = time.time() + timeout
-    while time.time() < end:
-        value = check()
-        if value:
-            return value
-        time.sleep(0.05)
-    raise AssertionError("timed out waiting for " + what)
-
-
 class World:
     def __init__(self):
         self.root = tempfile.mkdtemp(prefix="tarn-e2e-")
-        plugins = os.path.join(self.root, "tarn", "lib", "snmp")
-        os.makedirs(plugins)
-        shutil.copy(PLUGIN, os.path.join(plugins, "e2e.so"))
         self.values = {"name": "hello", "level": 42}
         self.sets = []
         self.subscriptions = []
         self.values_service = bus.FakeService(self.root, 77, self.serve_values)
         self.interfaces = bus.FakeService(self.root, 20, self.serve_interfaces)
-        self.trap_log = os.path.join(self.root, "traps.log")
-        self.trapd = self.start_trapd()
-        self.daemon = None
-        self.runs = 0
-        self.start()
+        self.trapd = Trapd(self.root, [
+            "disableAuthorization yes",
+            "createUser -e 0x%s trapuser SHA trapauthpass DES trapprivpass" % ENGINE_HEX,
+            "authUser log trapuser priv"], "TRAP %P|%N|%w|%q|%v\n")
+        self.agent = Daemon(DAEMON, self.root, PLUGIN)
+        self.agent.start()
+        self.cmd, self.stdout, self.stderr = self.agent.cmd, self.agent.stdout, self.agent.stderr
 
     # --- fake services -------------------------------------------------
     def serve_values(self, m):
@@ -98,63 +80,14 @@ class World:
         self.interfaces.notify([161, 0], 0x10004, {bus.tagged(bus.U32, bus.OBJ_ID): if_id,
                                                    bus.tagged(bus.U32, 0x10003): state}, [20, 0])
 
-    # --- processes -----------------------------------------------------
-    def start_trapd(self):
-        conf = os.path.join(self.root, "snmptrapd.conf")
-        with open(conf, "w") as f:
-            f.write("disableAuthorization yes\n")
-            f.write("createUser -e 0x%s trapuser SHA trapauthpass DES trapprivpass\n" % ENGINE_HEX)
-            f.write("authUser log trapuser priv\n")
-        env = dict(TOOL_ENV, SNMP_PERSISTENT_DIR=os.path.join(self.root, "trapd"))
-        p = subprocess.Popen(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", self.trap_log, "-On",
-                              "-F", "TRAP %P|%N|%w|%q|%v\n", "-n", "udp:127.0.0.1:162"],
-                             env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_for(lambda: os.path.exists(self.trap_log) and "NET-SNMP" in open(self.trap_log).read(),
-                 what="snmptrapd")
-        return p
-
-    def start(self):
-        self.runs += 1
-        self.out = os.path.join(self.root, "out-%d.log" % self.runs)
-        self.err = os.path.join(self.root, "err-%d.log" % self.runs)
-        env = dict(os.environ, TARN_ROOT=self.root)
-        env.pop("TARN_SERVICE_ID", None)
-        # Under AddressSanitizer: the daemon never frees its leaves, providers
-        # and service object (they live as long as the process), so the exit
-        # leak check would report them; every other check stays on.
-        env["ASAN_OPTIONS"] = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "detect_leaks=0"]))
-        self.daemon = subprocess.Popen([DAEMON], env=env, stdout=open(self.out, "w"),
-                                       stderr=open(self.err, "w"))
-
-        def answers():
-            try:
-                return not bus.is_error(self.cmd([161], bus.GET, timeout=1))
-            except OSError:
-                return False
-        wait_for(answers, what="the daemon on the bus")
-
-    def restart(self):
-        self.daemon.send_signal(signal.SIGTERM)
-        self.daemon.wait(5)
-        self.start()
-
     def close(self):
-        for p in (self.daemon, self.trapd):
-            if p and p.poll() is None:
-                p.kill()
-                p.wait()
+        self.agent.close()
+        self.trapd.close()
         self.values_service.close()
         self.interfaces.close()
         shutil.rmtree(self.root, ignore_errors=True)
 
     # --- clients -------------------------------------------------------
-    def cmd(self, path, code, fields=None, timeout=5):
-        c = bus.Client(self.root)
-        try:
-            return c.request(path, code, fields, timeout=timeout)
-        finally:
-            c.close()
-
     def tarnctl(self, *args):
         r = subprocess.run([TARNCTL, "snmp"] + list(args), capture_output=True, text=True,
                            env=dict(os.environ, TARN_ROOT=self.root))
@@ -164,27 +97,19 @@ class World:
     def settings(self):
         return self.cmd([161], bus.GET)
 
-    def stdout(self):
-        return open(self.out).read()
-
-    def stderr(self):
-        return open(self.err).read()
-
     def traps(self):
-        return [line for line in open(self.trap_log).read().splitlines() if line.startswith("TRAP ")]
+        return self.trapd.traps()
 
     def wait_trap(self, count_before, pattern):
         def seen():
             new = self.traps()[count_before:]
             return [t for t in new if re.search(pattern, t)]
-        return wait_for(seen, what="trap %s; traps since: %s; agent said: %s" % (
+        return wait_for(seen, what=lambda: "trap %s; traps since: %s; agent said: %s" % (
             pattern, self.traps()[count_before:], self.stderr()[-300:]))[0]
 
 
-def snmp(tool, *args, timeout=1):
-    r = subprocess.run([tool, "-On", "-t", str(timeout), "-r", "0"] + list(args),
-                       capture_output=True, text=True, env=TOOL_ENV)
-    return r.returncode, (r.stdout + r.stderr).strip()
+def snmp(program, *args, timeout=1):
+    return tool([program, "-On", "-t", str(timeout), "-r", "0"] + list(args))
 
 
 @pytest.fixture(scope="module")
@@ -206,8 +131,8 @@ def test_first_start_serves_nothing_and_reports_defaults(world):
     assert code != 0 and "Timeout" in out
     # Disabled and idle, it leaves after a second; the platform starts it
     # again on demand, as the test does here.
-    assert world.daemon.wait(5) == 0
-    world.start()
+    assert world.agent.proc.wait(5) == 0
+    world.agent.start()
 
 
 def test_configure_over_the_bus(world):
@@ -215,12 +140,8 @@ def test_configure_over_the_bus(world):
     assert world.tarnctl("community", "add", "private", "read=yes", "write=yes").strip() == "id 1"
     world.tarnctl("community", "add", "elsewhere", "read=yes", "address=10.1.1.1",
                   "netmask=255.255.255.255")
-    for name, (security, proto, auth, priv) in USERS.items():
-        r = world.cmd([161, 1], bus.ADD_OBJ, {
-            bus.tagged(bus.STRING, 5): name, bus.tagged(bus.BOOL, 6): True,
-            bus.tagged(bus.U32, 15): security, bus.tagged(bus.U32, 20): proto,
-            bus.tagged(bus.STRING, 11): auth, bus.tagged(bus.STRING, 12): priv})
-        assert not bus.is_error(r), r
+    for name, user in USERS.items():
+        world.agent.add_user(name, *user)
     world.tarnctl("set", "enabled=yes", "contact=ops", "location=lab", "engine-id=" + ENGINE_TEXT,
                   "trap-target=127.0.0.1", "trap-community=0", "trap-version=v1",
                   "trap-generators=start-trap")
@@ -366,7 +287,7 @@ def test_restart_sends_start_trap_and_keeps_state(world, version, community, see
     boots = world.settings().u32(13)
     subscriptions = len(world.subscriptions)
     before = len(world.traps())
-    world.restart()
+    world.agent.restart()
     world.wait_trap(before, seen)
     s = world.settings()
     assert s.u32(13) == boots + 1 and "engineBoots = %d\n" % (boots + 1) in world.stdout()
@@ -377,33 +298,18 @@ def test_restart_sends_start_trap_and_keeps_state(world, version, community, see
     assert code == 0 and '"renamed"' in out, out
 
 
-def get_request(oid_hex, request_id):
-    """A v2c GetRequest for one name (BER content of the OID given in hex)."""
-    def tlv(tag, body):
-        return bytes([tag, len(body)]) + body
-    name = bytes.fromhex(oid_hex)
-    vb = tlv(0x30, tlv(0x30, tlv(0x06, name) + b"\x05\x00"))
-    pdu = tlv(0xA0, tlv(0x02, struct.pack(">I", request_id)) + b"\x02\x01\x00\x02\x01\x00" + vb)
-    return tlv(0x30, b"\x02\x01\x01" + tlv(0x04, b"mallow") + pdu)
-
-
-def cpu_seconds(pid):
-    fields = open("/proc/%d/stat" % pid).read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-
 def test_measure_cpu_per_get(world):
     """Prints (never asserts) the daemon's CPU time per GET."""
     s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     s.settimeout(2)
     s.connect(("127.0.0.1", 161))
-    for label, oid in (("constant", "2b06010401 82b935 817a 03 00"), ("provider", "2b06010401 82b935 817a 01 00")):
-        request = get_request(oid.replace(" ", ""), 1)
+    for label, oid in (("constant", BASE + ".3.0"), ("provider", BASE + ".1.0")):
+        request = get_request(oid, 1)
         n = 5000
-        cpu0, wall0 = cpu_seconds(world.daemon.pid), time.time()
+        cpu0, wall0 = cpu_seconds(world.agent.proc.pid), time.time()
         for _ in range(n):
             s.send(request)
             s.recv(2048)
-        cpu, wall = cpu_seconds(world.daemon.pid) - cpu0, time.time() - wall0
+        cpu, wall = cpu_seconds(world.agent.proc.pid) - cpu0, time.time() - wall0
         print("\nCPU per GET (%s leaf): %.1f us; round trip %.1f us" % (label, cpu / n * 1e6, wall / n * 1e6))
     s.close()

@@ -33,7 +33,6 @@ Run by run_e2e.sh (needs root for the namespace and port 161).
 """
 import os
 import shutil
-import signal
 import socket
 import struct
 import subprocess
@@ -46,6 +45,7 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
+from harness import TOOL_ENV, program_env, stop, tool, wait_for  # noqa: E402
 
 DAEMON = os.environ.get("E2E_DAEMON", "")
 ROUTERD = os.environ.get("E2E_ROUTERD", "")
@@ -56,7 +56,6 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 EXPECTED = os.path.join(HERE, "expected")
 MODEL = os.path.join(HERE, "..", "..", "router", "models", "small-router.json")
 MIBS = os.path.join(HERE, "..", "..", "mibs")
-TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
 OS_LINE = ".1.3.6.1.4.1.40117.1.1.4.4.0 = STRING: "
 OS_VERSION = "%s %s" % (os.uname().sysname, os.uname().release)
 VOLTAGE = ".1.3.6.1.4.1.40117.1.1.3.8.0 = "
@@ -72,16 +71,6 @@ GROUPS = [
     ("ifx", "1.3.6.1.2.1.31"),
     ("vendor", "1.3.6.1.4.1.40117"),
 ]
-
-
-def wait_for(check, timeout=5.0, what="condition"):
-    end = time.time() + timeout
-    while time.time() < end:
-        value = check()
-        if value:
-            return value
-        time.sleep(0.05)
-    raise AssertionError("timed out waiting for " + what)
 
 
 class Tap:
@@ -140,10 +129,7 @@ class Tap:
 class World:
     def __init__(self):
         self.root = tempfile.mkdtemp(prefix="tarn-walk-")
-        self.env = dict(os.environ, TARN_ROOT=self.root, TZ="UTC")
-        self.env.pop("TARN_SERVICE_ID", None)
-        self.env["ASAN_OPTIONS"] = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"),
-                                                          "detect_leaks=0"]))
+        self.env = dict(program_env(self.root), TZ="UTC")
         self.procs = []
         self.router_err = os.path.join(self.root, "routerd.log")
         self.agent_out = os.path.join(self.root, "snmpd.out")
@@ -176,23 +162,15 @@ class World:
         return wait_for(run, what="tarnctl " + " ".join(args)).stdout
 
     def close(self):
-        for p in self.procs:
-            if p.poll() is None:
-                p.send_signal(signal.SIGTERM)
-                try:
-                    p.wait(5)
-                except subprocess.TimeoutExpired:
-                    p.kill()
-                    p.wait()
+        stop(self.procs, grace=5)
         for tap in self.taps.values():
             tap.close()
         shutil.rmtree(self.root, ignore_errors=True)
 
 
-def snmp(tool, community, *args):
-    r = subprocess.run([tool, "-v2c", "-c", community, "-On", "-Oe", "-t", "3", "-r", "0",
-                        "127.0.0.1"] + list(args), capture_output=True, text=True, env=TOOL_ENV)
-    return r.returncode, (r.stdout + r.stderr).strip()
+def snmp(program, community, *args):
+    return tool([program, "-v2c", "-c", community, "-On", "-Oe", "-t", "3", "-r", "0",
+                 "127.0.0.1"] + list(args))
 
 
 def walk(oid):
@@ -249,8 +227,8 @@ def test_whole_tree_walks_identically_every_time(world):
     assert first == whole_tree()
 
 
-def named(tool, oid):
-    r = subprocess.run([tool, "-v2c", "-c", "mallow", "-M", MIBS, "-m", "TARN-ROUTER-MIB",
+def named(program, oid):
+    r = subprocess.run([program, "-v2c", "-c", "mallow", "-M", MIBS, "-m", "TARN-ROUTER-MIB",
                         "-t", "3", "-r", "0", "127.0.0.1", oid],
                        capture_output=True, text=True, env=TOOL_ENV)
     assert r.returncode == 0 and r.stderr == "", r.stderr

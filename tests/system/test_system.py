@@ -18,14 +18,16 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
-import time
 
 import pytest
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
+from harness import Trapd, program_env, stop, tool, wait_for  # noqa: E402
+
 SUPERVISOR = os.environ.get("SYSTEM_SUPERVISOR", "")
 TARNCTL = os.environ.get("SYSTEM_TARNCTL", "")
-TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
 
 LINK, PEER = "tsys0", "tsys1"
 ADDRESS, ROUTE, GATEWAY = "10.77.0.1", "10.78.0.0", "10.77.0.2"
@@ -36,27 +38,15 @@ SYS_DESCR = "1.3.6.1.2.1.1.1.0"
 LINK_DOWN, LINK_UP = r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.3", r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.4"
 
 
-def wait_for(check, timeout=10.0, what="condition"):
-    end = time.time() + timeout
-    while True:
-        value = check()
-        if value:
-            return value
-        if time.time() > end:
-            raise AssertionError("timed out waiting for " + (what() if callable(what) else what))
-        time.sleep(0.05)
-
-
 def run(*args):
     r = subprocess.run(list(args), capture_output=True, text=True)
     assert r.returncode == 0, "%s: %s" % (" ".join(args), r.stdout + r.stderr)
     return r.stdout
 
 
-def snmp(tool, *args):
-    r = subprocess.run([tool, "-v2c", "-c", "mallow", "-On", "-t", "1", "-r", "0", "127.0.0.1"]
-                       + list(args), capture_output=True, text=True, env=TOOL_ENV)
-    return r.returncode, (r.stdout + r.stderr).strip()
+def snmp(program, *args):
+    return tool([program, "-v2c", "-c", "mallow", "-On", "-t", "1", "-r", "0", "127.0.0.1"]
+                + list(args))
 
 
 def answer(tool, *args):
@@ -74,37 +64,14 @@ class World:
         self.dir = tempfile.mkdtemp(prefix="tarn-system-")
         self.root = os.path.join(self.dir, "root")
         self.log = os.path.join(self.dir, "supervisor.log")
-        self.trap_log = os.path.join(self.dir, "traps.log")
-        self.trapd = self.start_trapd()
-        env = dict(os.environ, TARN_ROOT=self.root)
-        for name in ("TARN_SERVICE_ID", "LISTEN_FDS", "LISTEN_PID"):
-            env.pop(name, None)
-        # Under AddressSanitizer: the agent never frees its MIB objects (they
-        # live as long as the process), so a leak report at its idle exit
-        # would turn that exit into a crash; every other check stays on.
-        env["ASAN_OPTIONS"] = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"),
-                                                     "detect_leaks=0"]))
+        self.trapd = Trapd(self.dir, ["authCommunity log mallow"], "TRAP %P|%v\n")
         with open(self.log, "w") as out:
             self.supervisor = subprocess.Popen([SUPERVISOR, "--root", self.root, "--host"],
-                                               env=env, stdout=out, stderr=subprocess.STDOUT)
-
-    def start_trapd(self):
-        conf = os.path.join(self.dir, "snmptrapd.conf")
-        with open(conf, "w") as f:
-            f.write("authCommunity log mallow\n")
-        env = dict(TOOL_ENV, SNMP_PERSISTENT_DIR=os.path.join(self.dir, "trapd"))
-        p = subprocess.Popen(["snmptrapd", "-f", "-C", "-c", conf, "-Lf", self.trap_log, "-On",
-                              "-F", "TRAP %P|%v\n", "-n", "udp:127.0.0.1:162"],
-                             env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_for(lambda: os.path.exists(self.trap_log) and "NET-SNMP" in open(self.trap_log).read(),
-                 what="snmptrapd")
-        return p
+                                               env=program_env(self.root), stdout=out,
+                                               stderr=subprocess.STDOUT)
 
     def close(self):
-        for p in (self.supervisor, self.trapd):
-            if p.poll() is None:
-                p.kill()
-                p.wait()
+        stop([self.supervisor, self.trapd.proc])
         for pid in self.started("tarn-snmpd") + self.started("tarn-routerd"):
             if alive(pid) and self.ours(pid):
                 os.kill(pid, signal.SIGKILL)
@@ -139,7 +106,7 @@ class World:
         return r.stdout
 
     def traps(self):
-        return [t for t in open(self.trap_log).read().splitlines() if t.startswith("TRAP ")]
+        return self.trapd.traps()
 
     def wait_trap(self, before, oid, if_index):
         binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index
