@@ -1,6 +1,6 @@
 // tarn-supervisor: runs the router services and the SNMP agent under one
 // platform root, starting the agent on demand through its bus socket (see
-// supervisor/supervisor.h and docs/running.md).
+// supervisor/supervisor.h and docs/operators-guide.md).
 #include <iostream>
 
 #include "supervisor/options.h"
