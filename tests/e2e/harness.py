@@ -125,11 +125,13 @@ class Daemon:
         finally:
             c.close()
 
-    def add_user(self, name, security=0, auth_proto=0, auth="", priv=""):
-        """A community entry, enabled, that is also an SNMPv3 user: security
-        0 noAuthNoPriv, 1 authNoPriv, 2 authPriv; auth_proto 0 MD5, 1 SHA."""
+    def add_user(self, name, security=0, auth_proto=0, auth="", priv="", write=False):
+        """A community entry, enabled (and writing if `write`), that is also
+        an SNMPv3 user: security 0 noAuthNoPriv, 1 authNoPriv, 2 authPriv;
+        auth_proto 0 MD5, 1 SHA."""
         r = self.cmd([161, 1], bus.ADD_OBJ, {
             bus.tagged(bus.STRING, 5): name, bus.tagged(bus.BOOL, 6): True,
+            bus.tagged(bus.BOOL, 7): write,
             bus.tagged(bus.U32, 15): security, bus.tagged(bus.U32, 20): auth_proto,
             bus.tagged(bus.STRING, 11): auth, bus.tagged(bus.STRING, 12): priv})
         assert not bus.is_error(r), r

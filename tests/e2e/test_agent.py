@@ -41,7 +41,10 @@ USERS = {
     "shauser": (1, 1, "shapassword", ""),
     "desuser": (2, 0, "despassword", "desprivpass"),
     "trapuser": (2, 1, "trapauthpass", "trapprivpass"),
+    "shadesuser": (2, 1, "shaauthpass", "shaprivpass"),  # the one v3 user that may write
 }
+SHA_DES = ["-l", "authPriv", "-u", "shadesuser", "-a", "SHA", "-A", "shaauthpass",
+           "-x", "DES", "-X", "shaprivpass"]
 
 
 class World:
@@ -141,7 +144,7 @@ def test_configure_over_the_bus(world):
     world.tarnctl("community", "add", "elsewhere", "read=yes", "address=10.1.1.1",
                   "netmask=255.255.255.255")
     for name, user in USERS.items():
-        world.agent.add_user(name, *user)
+        world.agent.add_user(name, *user, write=name == "shadesuser")
     world.tarnctl("set", "enabled=yes", "contact=ops", "location=lab", "engine-id=" + ENGINE_TEXT,
                   "trap-target=127.0.0.1", "trap-community=0", "trap-version=v1",
                   "trap-generators=start-trap")
@@ -217,10 +220,37 @@ def test_reply_leaves_from_the_requested_address(world):
     ["-l", "authNoPriv", "-u", "md5user", "-a", "MD5", "-A", "md5password"],
     ["-l", "authNoPriv", "-u", "shauser", "-a", "SHA", "-A", "shapassword"],
     ["-l", "authPriv", "-u", "desuser", "-a", "MD5", "-A", "despassword", "-x", "DES", "-X", "desprivpass"],
+    SHA_DES,
 ])
 def test_v3_levels(world, args):
     code, out = snmp("snmpget", "-v3", *args, "127.0.0.1", BASE + ".3.0")
     assert code == 0 and '= STRING: "constant"' in out, out
+
+
+def test_v3_set_needs_a_writing_user(world):
+    sets = len(world.sets)
+    code, out = snmp("snmpset", "-v3", *SHA_DES, "127.0.0.1", BASE + ".1.0", "s", "renamed")
+    assert code == 0 and len(world.sets) == sets + 1 and world.sets[-1].string(1) == "renamed", out
+    code, out = snmp("snmpset", "-v3", "-l", "authPriv", "-u", "desuser", "-a", "MD5",
+                     "-A", "despassword", "-x", "DES", "-X", "desprivpass", "127.0.0.1",
+                     BASE + ".1.0", "s", "nope")
+    assert code != 0 and "readOnly" in out and len(world.sets) == sets + 1, out
+
+
+@pytest.mark.parametrize("user,auth,priv,protocols", [
+    ("md5user", "md5password", None, ("usmHMACMD5AuthProtocol", "usmNoPrivProtocol")),
+    ("desuser", "despassword", "desprivpass", ("usmHMACMD5AuthProtocol", "usmDESPrivProtocol")),
+    ("shadesuser", "shaauthpass", "shaprivpass", ("usmHMACSHAAuthProtocol", "usmDESPrivProtocol")),
+])
+def test_pysnmp_v3_reads(world, user, auth, priv, protocols):
+    from pysnmp import hlapi
+    data = hlapi.UsmUserData(user, auth, priv, authProtocol=getattr(hlapi, protocols[0]),
+                             privProtocol=getattr(hlapi, protocols[1]))
+    err, status, _, binds = next(hlapi.getCmd(
+        hlapi.SnmpEngine(), data, hlapi.UdpTransportTarget(("127.0.0.1", 161), timeout=1, retries=0),
+        hlapi.ContextData(), hlapi.ObjectType(hlapi.ObjectIdentity(BASE + ".2.0"))))
+    assert not err and not status, err or status
+    assert int(binds[0][1]) == 42
 
 
 @pytest.mark.parametrize("args", [
