@@ -94,6 +94,34 @@ Bus::~Bus() {
   }
 }
 
+ListenResult listenUnix(const std::string& path, int* fd) {
+  const std::string temporary = path + "." + std::to_string(getpid());
+  sockaddr_un a, t;
+  if (path.size() >= sizeof a.sun_path || temporary.size() >= sizeof t.sun_path) {
+    return ListenResult::kPathTooLong;
+  }
+  makeAddress(path, &a);
+  makeAddress(temporary, &t);
+  int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool live = probe >= 0 &&
+      connect(probe, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  if (probe >= 0) ::close(probe);
+  if (live) return ListenResult::kAlreadyServed;
+  unlink(temporary.c_str());
+  int s = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (s < 0) return ListenResult::kFailed;
+  if (bind(s, reinterpret_cast<sockaddr*>(&t), sizeof t) != 0 ||
+      ::listen(s, 128) != 0 || rename(temporary.c_str(), path.c_str()) != 0) {
+    const int saved = errno;
+    unlink(temporary.c_str());
+    ::close(s);
+    errno = saved;
+    return ListenResult::kFailed;
+  }
+  *fd = s;
+  return ListenResult::kListening;
+}
+
 bool Bus::listen(unsigned service) {
   const char* pid = getenv("LISTEN_PID");
   const char* fds = getenv("LISTEN_FDS");
@@ -112,24 +140,20 @@ bool Bus::listen(unsigned service) {
     return false;
   }
   std::string path = busSocketPath(service);
-  sockaddr_un a;
-  if (!makeAddress(path, &a)) return false;
-  int probe = connectTo(path);
-  if (probe >= 0) {
-    ::close(probe);
-    diag("tarn: service " + std::to_string(service) + " is already served");
-    return false;
+  int fd = -1;
+  switch (listenUnix(path, &fd)) {
+    case ListenResult::kListening:
+      break;
+    case ListenResult::kAlreadyServed:
+      diag("tarn: service " + std::to_string(service) + " is already served");
+      return false;
+    case ListenResult::kPathTooLong:
+      diag("tarn: socket path too long: " + path);
+      return false;
+    case ListenResult::kFailed:
+      diag("tarn: cannot listen on " + path);
+      return false;
   }
-  unlink(path.c_str());  // a stale socket of a process that died
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0 ||
-      bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
-      ::listen(fd, 128) != 0) {
-    diag("tarn: cannot listen on " + path);
-    if (fd >= 0) ::close(fd);
-    return false;
-  }
-  setNonBlocking(fd);
   listeners_[fd] = service;
   boundPaths_.push_back(path);
   runner_->addSocket(fd, this, &Bus::onListen, kEventRead);

@@ -34,6 +34,17 @@
 
 namespace tarn {
 
+// Outcome of listenUnix.
+enum class ListenResult { kListening, kAlreadyServed, kPathTooLong, kFailed };
+
+// Makes a non-blocking, close-on-exec Unix stream socket listening at path
+// and stores it in *fd. A live socket there (one that accepts a connection)
+// is left alone (kAlreadyServed); a stale one is replaced. The socket is
+// bound under a temporary name beside path and renamed into place once it
+// listens, so a client that finds the file can always connect. kFailed
+// leaves errno set.
+ListenResult listenUnix(const std::string& path, int* fd);
+
 // Who sent an incoming message: the connection (0: this process) and the
 // peer's user id from SO_PEERCRED.
 struct Origin {

@@ -7,25 +7,16 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/bus.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
 
 namespace supervisor {
 
 namespace {
-
-bool unixAddress(const std::string& path, sockaddr_un* a) {
-  memset(a, 0, sizeof *a);
-  a->sun_family = AF_UNIX;
-  if (path.size() >= sizeof a->sun_path) return false;
-  memcpy(a->sun_path, path.c_str(), path.size() + 1);
-  return true;
-}
 
 std::string who(const Child& c, pid_t pid) {
   return c.name() + " (pid " + std::to_string(pid) + ")";
@@ -122,29 +113,21 @@ std::string Supervisor::program(const std::string& name) const {
 
 bool Supervisor::bindAgentSocket() {
   socketPath_ = tarn::busSocketPath(kAgentService);
-  sockaddr_un a;
-  if (!unixAddress(socketPath_, &a)) {
-    logEvent("socket path too long: " + socketPath_);
-    return false;
+  switch (tarn::listenUnix(socketPath_, &listenFd_)) {
+    case tarn::ListenResult::kListening:
+      return true;
+    case tarn::ListenResult::kAlreadyServed:
+      logEvent("service " + std::to_string(kAgentService) +
+               " is already served at " + socketPath_);
+      return false;
+    case tarn::ListenResult::kPathTooLong:
+      logEvent("socket path too long: " + socketPath_);
+      return false;
+    case tarn::ListenResult::kFailed:
+      break;
   }
-  sockaddr* sa = reinterpret_cast<sockaddr*>(&a);
-  int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  bool live = probe >= 0 && connect(probe, sa, sizeof a) == 0;
-  if (probe >= 0) close(probe);
-  if (live) {
-    logEvent("service " + std::to_string(kAgentService) +
-             " is already served at " + socketPath_);
-    return false;
-  }
-  unlink(socketPath_.c_str());  // left behind by a process that died
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (fd < 0 || bind(fd, sa, sizeof a) != 0 || listen(fd, 128) != 0) {
-    logEvent("cannot listen on " + socketPath_ + ": " + strerror(errno));
-    if (fd >= 0) close(fd);
-    return false;
-  }
-  listenFd_ = fd;
-  return true;
+  logEvent("cannot listen on " + socketPath_ + ": " + strerror(errno));
+  return false;
 }
 
 int Supervisor::run() {

@@ -290,3 +290,33 @@ TEST(Bus, SubscriptionsAreRenewedAfterPublisherRestart) {
 }
 
 }  // namespace
+
+namespace {
+
+// listenUnix: a socket file that exists always accepts; a live service is
+// never taken over; a stale file is replaced; no temporary name is left.
+TEST(Bus, ListenUnixPublishesOnlyListeningSockets) {
+  tarn_test::TempRoot root;
+  const std::string dir = root.dir();
+  const std::string path = dir + "/s.sock";
+  int stale = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un a{};
+  a.sun_family = AF_UNIX;
+  path.copy(a.sun_path, path.size());
+  ASSERT_EQ(0, bind(stale, reinterpret_cast<sockaddr*>(&a), sizeof a));
+  close(stale);  // the file stays, nobody listens: stale
+
+  int fd = -1;
+  ASSERT_EQ(ListenResult::kListening, listenUnix(path, &fd));
+  int c = socket(AF_UNIX, SOCK_STREAM, 0);
+  EXPECT_EQ(0, connect(c, reinterpret_cast<sockaddr*>(&a), sizeof a));
+  close(c);
+  EXPECT_NE(0, access((path + "." + std::to_string(getpid())).c_str(), F_OK));
+  int second = -1;
+  EXPECT_EQ(ListenResult::kAlreadyServed, listenUnix(path, &second));
+  EXPECT_EQ(-1, second);
+  EXPECT_EQ(ListenResult::kPathTooLong, listenUnix(dir + "/" + std::string(120, 'x'), &second));
+  close(fd);
+}
+
+}  // namespace
