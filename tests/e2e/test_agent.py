@@ -176,6 +176,13 @@ def test_pysnmp_reads(world):
     assert int(binds[0][1]) == 42
 
 
+def test_getbulk_gets_no_answer(world):
+    for program in ("snmpbulkget", "snmpbulkwalk"):
+        code, out = snmp(program, "-v2c", "-c", "mallow", "127.0.0.1", BASE)
+        assert code != 0 and "Timeout" in out, out
+    assert "unknown request command\n" in world.stderr()
+
+
 def test_set_reaches_the_service(world):
     code, out = snmp("snmpset", "-v2c", "-c", "private", "127.0.0.1", BASE + ".1.0", "s", "renamed")
     assert code == 0, out
