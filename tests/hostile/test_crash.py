@@ -1,10 +1,7 @@
-"""Crash safety of the store: the daemon is killed with SIGKILL at a random
-moment while a writer adds communities and changes the contact over the
-bus; after each restart the store loads (no corrupt file, no diagnostic),
-every acknowledged change is there, and beyond those only the one in
-flight may be.
-
-Run by run_hostile.sh (root, private network namespace).
+"""Crash safety of the store (run_hostile.sh): the daemon is killed with
+SIGKILL at a random moment while a writer changes its settings over the bus;
+after each restart the store loads cleanly, holds every acknowledged change,
+and beyond those at most the one in flight.
 """
 import os
 import random

@@ -1,12 +1,7 @@
-"""Hostile traffic against the running daemon, one test per kind: a flood of
-random, truncated, oversized and mutated datagrams (mutated from real v1,
-v2c and v3 requests, so they bring bad digests, DES padding and scoped
-PDUs too); garbage on the bus; a provider that never answers; more bus
-connections than the daemon has descriptors. After each the daemon must
-still answer, its RSS must not have grown beyond a small bound, and its
-store must be byte for byte what it was.
-
-Run by run_hostile.sh (root, private network namespace).
+"""Hostile traffic, one test per kind (run_hostile.sh): datagram floods,
+bus garbage, a provider that never answers, a bus connection flood. After
+each the daemon must still answer, its RSS must stay within a small bound,
+and its store must be byte for byte what it was.
 """
 import os
 import random

@@ -1,13 +1,7 @@
-"""The whole system on this host: tarn-supervisor running the real
-tarn-routerd --host and tarn-snmpd under a temporary root, in a private
-network namespace (run_system.sh). An operator's path, in file order over
-one shared world: SNMP enabled and traps set up over the bus with tarnctl;
-a veth link going up and down reaches snmptrapd as linkUp and linkDown;
-snmpwalk shows the veth, an address and a route added here; a disabled
-agent leaves when idle and a bus command starts it again; a killed agent,
-and a killed tarn-routerd, are restarted and traps flow again; SIGTERM to
-the supervisor ends every process it started. Waits poll with deadlines;
-nothing asserts on timing.
+"""The whole system in a private network namespace (run_system.sh):
+tarn-supervisor running the real tarn-routerd --host and tarn-snmpd, driven
+as an operator would, in file order over one shared world. Waits poll with
+deadlines; nothing asserts on timing.
 """
 import os
 import re
