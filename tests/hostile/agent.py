@@ -1,8 +1,8 @@
-"""The daemon under attack: a temporary TARN_ROOT, start, stop, SIGKILL,
-configuration over the bus and the numbers the hostile tests watch (RSS,
-CPU time, store files). The users and the engine ID are those of the
-create_reply fuzz target, so that its seeds (real net-snmp and pysnmp
-requests) are valid requests here.
+"""The daemon under attack (run_hostile.sh): a temporary TARN_ROOT, a small
+descriptor limit as on a router, configuration over the bus, and the numbers
+the hostile tests watch (RSS, CPU time, store files). The users and engine
+ID are those of the create_reply fuzz target, so that its seeds (real
+net-snmp and pysnmp requests) are valid requests here.
 """
 import os
 import resource
@@ -17,10 +17,7 @@ import tarnbus as bus  # noqa: E402,F401
 import harness  # noqa: E402
 from harness import get_request, wait_for  # noqa: E402,F401
 
-DAEMON = os.environ.get("HOSTILE_DAEMON", "")
-PLUGIN = os.environ.get("HOSTILE_PLUGIN", "")
-SEEDS = os.environ.get("HOSTILE_SEEDS", "")
-
+DAEMON, PLUGIN, SEEDS = (os.environ.get("HOSTILE_" + k, "") for k in ("DAEMON", "PLUGIN", "SEEDS"))
 # name -> (security, auth protocol, auth password, priv password); no write
 # access anywhere, so that no request may change the store.
 USERS = {
@@ -28,19 +25,11 @@ USERS = {
     "bob": (1, 1, "bobauthpass", ""),
     "carol": (0, 0, "", ""),
 }
-
-SYS_DESCR = "1.3.6.1.2.1.1.1.0"
-# The daemon's descriptor limit: small, as on a router, so that a test can
-# exhaust it cheaply.
 FD_LIMIT = 256
 
 
 def seeds():
-    out = []
-    for name in sorted(os.listdir(SEEDS)):
-        with open(os.path.join(SEEDS, name), "rb") as f:
-            out.append(f.read())
-    return out
+    return [open(os.path.join(SEEDS, n), "rb").read() for n in sorted(os.listdir(SEEDS))]
 
 
 class Agent(harness.Daemon):
@@ -64,10 +53,8 @@ class Agent(harness.Daemon):
         shutil.rmtree(self.root, ignore_errors=True)
 
     def rss_kb(self):
-        for line in open("/proc/%d/status" % self.proc.pid):
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1])
-        raise AssertionError("no VmRSS")
+        status = open("/proc/%d/status" % self.proc.pid).read()
+        return int(status.split("VmRSS:")[1].split()[0])
 
     def cpu_seconds(self):
         return harness.cpu_seconds(self.proc.pid)
@@ -83,15 +70,14 @@ class Agent(harness.Daemon):
         for name, user in USERS.items():
             self.add_user(name, *user)
 
-    # --- SNMP ----------------------------------------------------------
-    def snmp_get(self, oid=SYS_DESCR, timeout=1.0, tries=5, request_id=7):
+    def snmp_get(self, oid="1.3.6.1.2.1.1.1.0"):
         """The reply datagram to a v2c GET, or None. Retries like a manager
         does: during a flood a request may find the socket buffer full."""
         s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        s.settimeout(timeout)
+        s.settimeout(1.0)
         try:
-            for _ in range(tries):
-                s.sendto(get_request(oid, request_id), ("127.0.0.1", 161))
+            for _ in range(5):
+                s.sendto(get_request(oid, 7), ("127.0.0.1", 161))
                 try:
                     return s.recv(65536)
                 except socket.timeout:

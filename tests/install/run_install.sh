@@ -1,14 +1,11 @@
 #!/bin/sh
-# The installed tree and the example plug-in, as an operator meets them.
-#   run_install.sh BUILD_DIR SOURCE_DIR CXX          install, check the
-#                       layout, build the example plug-in from the installed
-#                       copy against the installed headers only, and check
-#                       that the operator's guide shows that very file
-#   run_install.sh BUILD_DIR SOURCE_DIR CXX --serve  then also run the installed
-#                       programs in a private network namespace with the
-#                       plug-in loaded, and read, write and trap through it
-#                       (needs root, unshare, net-snmp; skips with 77
-#                       otherwise)
+# The installed tree and the example plug-in, as an operator meets them:
+# install, check the layout, build the example from the installed copy
+# against the installed headers only, and check that the operator's guide
+# shows that very file. With --serve, also run the installed programs in a
+# private network namespace with the plug-in loaded (serve_plugin.sh; needs
+# root, unshare, net-snmp; skips with 77 otherwise).
+#   run_install.sh BUILD_DIR SOURCE_DIR CXX [--serve]
 set -e
 build=$1 src=$2 cxx=$3 serve=$4
 if [ "$serve" = --serve ]; then
@@ -37,10 +34,10 @@ for f in include/tarn-snmp/engine/registry.h include/tarn-snmp/data/single_provi
          lib/systemd/system/tarn-snmpd.socket; do
   [ -f "$prefix/$f" ] || fail "$f not installed"
 done
-grep -qx "ExecStart=$prefix/bin/tarn-snmpd" "$prefix/lib/systemd/system/tarn-snmpd.service" ||
-  fail "tarn-snmpd.service does not start $prefix/bin/tarn-snmpd"
-grep -qx "ExecStart=$prefix/bin/tarn-routerd --host" "$prefix/lib/systemd/system/tarn-routerd.service" ||
-  fail "tarn-routerd.service does not start $prefix/bin/tarn-routerd"
+for unit in "tarn-snmpd" "tarn-routerd --host"; do
+  grep -qx "ExecStart=$prefix/bin/$unit" "$prefix/lib/systemd/system/${unit%% *}.service" ||
+    fail "${unit%% *}.service does not start $prefix/bin/$unit"
+done
 
 # The example is built where an operator would build it: a copy of the
 # installed folder, outside the source tree, with both of its build files.

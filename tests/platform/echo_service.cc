@@ -1,14 +1,9 @@
-// A stand-in service for the bus client's tests and for timing exchanges.
-//
-//   tarn_echo_service serve SID        serve SID until killed: get-one
-//       echoes the request's fields, get-all lists three objects in pages
-//       of 2, command 0x77 answers error 0xfe0004
-//   tarn_echo_service bench SID N      time N get-one exchanges with SID
+// A stand-in service for tarnctl's test: `tarn_echo_service SID` serves SID
+// until killed; get-one echoes the request's fields, get-all lists three
+// objects in pages of 2, command 0x77 answers error 0xfe0004.
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
-#include "platform/clock.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
@@ -50,33 +45,11 @@ class Echo : public Looper {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc >= 3 && strcmp(argv[1], "serve") == 0) {
-    Echo e(static_cast<unsigned>(atoi(argv[2])));
-    e.run();
-    return 0;
+  if (argc != 2) {
+    fprintf(stderr, "usage: tarn_echo_service SID\n");
+    return 2;
   }
-  if (argc >= 4 && strcmp(argv[1], "bench") == 0) {
-    Looper l(0, kLooperClientOnly);
-    unsigned sid = static_cast<unsigned>(atoi(argv[2]));
-    int n = atoi(argv[3]);
-    uint64_t start = nowMs();
-    for (int i = 0; i < n; ++i) {
-      message m;
-      m.insert_vector(u32_array_id(kFieldDst), sid, 0);
-      m.insert(u32_id(kFieldCmd), kCmdGetObj);
-      m.insert(u32_id(kFieldObjId), static_cast<uint32_t>(i));
-      m.insert(string_id(0x10006), "ether1");
-      message r = l.exchangeMessage(m, 6000);
-      if (isError(r) || r.get(u32_id(kFieldObjId), 0) != static_cast<uint32_t>(i)) {
-        fprintf(stderr, "bench: bad reply at %d: %s\n", i, getError(r).c_str());
-        return 1;
-      }
-    }
-    uint64_t ms = nowMs() - start;
-    printf("%d exchanges in %llu ms: %.1f us each\n", n,
-           static_cast<unsigned long long>(ms), ms * 1000.0 / (n ? n : 1));
-    return 0;
-  }
-  fprintf(stderr, "usage: tarn_echo_service serve SID | bench SID N\n");
-  return 2;
+  Echo e(static_cast<unsigned>(atoi(argv[1])));
+  e.run();
+  return 0;
 }

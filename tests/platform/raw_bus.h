@@ -10,44 +10,44 @@
 #include <unistd.h>
 
 #include "platform/clock.h"
+#include "platform/codes.h"
 #include "platform/message.h"
 #include "platform/paths.h"
 #include "platform/wire.h"
 
 namespace tarn_test {
 
-using tarn::bytes;
-using tarn::message;
-using tarn::nowMs;
-using tarn::busSocketPath;
-using tarn::rootPath;
-using tarn::makeDirs;
-namespace wire = tarn::wire;
+using namespace tarn;
 
-inline int rawConnect(unsigned service) {
+// A unix stream socket connected to (or, with listening, listening on)
+// path; -1 on failure.
+inline int rawSocket(const std::string& path, bool listening = false) {
   int fd = socket(AF_UNIX, SOCK_STREAM, 0);
   sockaddr_un a = sockaddr_un();
   a.sun_family = AF_UNIX;
-  busSocketPath(service).copy(a.sun_path, sizeof a.sun_path - 1);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+  path.copy(a.sun_path, sizeof a.sun_path - 1);
+  sockaddr* sa = reinterpret_cast<sockaddr*>(&a);
+  if (listening ? bind(fd, sa, sizeof a) != 0 || listen(fd, 4) != 0
+                : connect(fd, sa, sizeof a) != 0) {
     close(fd);
     return -1;
   }
   return fd;
 }
 
+inline int rawConnect(unsigned service) { return rawSocket(busSocketPath(service)); }
+
 inline int rawListen(unsigned service) {
   makeDirs(rootPath("/tarn/run/bus"), 0700);
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un a = sockaddr_un();
-  a.sun_family = AF_UNIX;
-  busSocketPath(service).copy(a.sun_path, sizeof a.sun_path - 1);
-  if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
-      listen(fd, 4) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
+  return rawSocket(busSocketPath(service), true);
+}
+
+// A request to service's handler 0 with command cmd.
+inline message request(unsigned service, unsigned cmd) {
+  message m;
+  m.insert_vector(u32_array_id(kFieldDst), service, 0);
+  m.insert(u32_id(kFieldCmd), cmd);
+  return m;
 }
 
 inline void writeFrame(int fd, const message& m) {
@@ -55,8 +55,7 @@ inline void writeFrame(int fd, const message& m) {
   wire::put32(frame, 0);
   m.appendFlat(frame);
   wire::set32(frame, 0, static_cast<uint32_t>(frame.size() - 4));
-  ASSERT_EQ(static_cast<ssize_t>(frame.size()),
-            write(fd, frame.data(), frame.size()));
+  ASSERT_EQ(static_cast<ssize_t>(frame.size()), write(fd, frame.data(), frame.size()));
 }
 
 // Reads one frame within ms; false on time-out or end.

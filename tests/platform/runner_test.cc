@@ -15,10 +15,9 @@ namespace {
 struct Recorder {
   ThinRunner* runner;
   std::vector<int> order;
-  int rearms = 0;
   void rearm() {
-    order.push_back(100 + rearms);
-    if (++rearms < 3) {
+    order.push_back(100 + static_cast<int>(order.size()));
+    if (order.size() < 3) {
       tarn::addTimer<Recorder>(this, &Recorder::rearm, 0);
     } else {
       runner->shutdown();
@@ -36,42 +35,38 @@ struct Tagged {
   std::vector<int>* order;
   int tag;
 };
-void fire(void* p) {
-  Tagged* t = static_cast<Tagged*>(p);
-  t->order->push_back(t->tag);
-}
 
+// Due timers fire in order of due time, equal ones in arming order.
 TEST(Runner, TimersFireInDueOrderThenArmingOrder) {
   ThinRunner r;
   std::vector<int> order;
-  Tagged t30{&order, 30}, t10{&order, 10}, t20{&order, 20}, t0a{&order, 0},
-      t0b{&order, 1};
-  r.addTimer(&t30, fire, 30);
-  r.addTimer(&t10, fire, 10);
-  r.addTimer(&t20, fire, 20);
-  r.addTimer(&t0a, fire, 0);
-  r.addTimer(&t0b, fire, 0);
+  Tagged tags[] = {{&order, 30}, {&order, 10}, {&order, 20}, {&order, 0}, {&order, 1}};
+  for (Tagged& t : tags) {
+    r.addTimer(&t, [](void* p) {
+      Tagged* t = static_cast<Tagged*>(p);
+      t->order->push_back(t->tag);
+    }, t.tag > 1 ? t.tag : 0);
+  }
   uint64_t start = nowMs();
   while (r.timerCount() > 0 && nowMs() - start < 5000) r.runOnce(100);
   EXPECT_EQ((std::vector<int>{0, 1, 10, 20, 30}), order);
 }
 
-TEST(Runner, MemberTimersRearmFromCallbackAndRemove) {
+// Arming a member timer again re-arms it; a callback may re-arm itself;
+// sockets call back when readable.
+TEST(Runner, MemberTimersRearmAndSocketsCallBack) {
   ThinRunner r;
   Recorder rec{&r, {}};
   tarn::addTimer<Recorder>(&rec, &Recorder::never, 10);
-  tarn::addTimer<Recorder>(&rec, &Recorder::never, 20);  // re-arms, not a second
+  tarn::addTimer<Recorder>(&rec, &Recorder::never, 20);
   EXPECT_EQ(1u, r.timerCount());
   tarn::removeTimer<Recorder>(&rec, &Recorder::never);
   EXPECT_EQ(0u, r.timerCount());
   tarn::addTimer<Recorder>(&rec, &Recorder::rearm, 0);
   r.run();
   EXPECT_EQ((std::vector<int>{100, 101, 102}), rec.order);
-}
 
-TEST(Runner, SocketCallbackOnReadable) {
-  ThinRunner r;
-  Recorder rec{&r, {}};
+  rec.order.clear();
   int p[2];
   ASSERT_EQ(0, pipe(p));
   r.addSocket<Recorder>(p[0], &rec, &Recorder::readable, kEventRead);

@@ -7,7 +7,7 @@ tarnctl=$1
 echo_service=$2
 export TARN_ROOT=$(mktemp -d /tmp/tarnctl-test-XXXXXX)
 unset TARN_SERVICE_ID
-"$echo_service" serve 930 &
+"$echo_service" 930 &
 pid=$!
 trap 'kill $pid 2>/dev/null; wait $pid 2>/dev/null; rm -rf "$TARN_ROOT"' EXIT
 for _ in $(seq 100); do [ -S "$TARN_ROOT/tarn/run/bus/930.sock" ] && break; sleep 0.05; done

@@ -1,4 +1,4 @@
-// Restart pacing: doubling, the cap, the reset after a steady run, and the
+// Restart pacing (doubling, the cap, the reset after a steady run) and the
 // texts the event lines are made of.
 #include "supervisor/backoff.h"
 
@@ -10,44 +10,27 @@ namespace supervisor {
 namespace {
 
 TEST(BackoffTest, DelaysForASequenceOfFailures) {
-  struct Step {
-    uint64_t ranMs;
-    unsigned delayMs;
-  };
-  const Step steps[] = {
-      {5, 100},     {5, 200},     {5, 400},      {29999, 800},
-      {5, 1600},    {5, 3200},    {5, 6400},     {5, 10000},
-      {5, 10000},   {30000, 100},  // a steady run starts over
-      {5, 200},     {600000, 100},
+  const uint64_t steps[][2] = {  // {ran ms, delay ms}
+      {5, 100},   {5, 200},   {5, 400},     {29999, 800}, {5, 1600},   {5, 3200},
+      {5, 6400},  {5, 10000}, {5, 10000},   {30000, 100},  // a steady run starts over
+      {5, 200},   {600000, 100},
   };
   Backoff b;
-  for (const Step& s : steps) {
-    EXPECT_EQ(s.delayMs, b.next(s.ranMs)) << "after running " << s.ranMs;
-  }
-}
-
-TEST(BackoffTest, CapBelowDoubleOfTheLastStep) {
-  Backoff b(300, 1000, 30000);
-  const unsigned want[] = {300, 600, 1000, 1000};
-  for (unsigned w : want) EXPECT_EQ(w, b.next(0));
+  for (const auto& s : steps) EXPECT_EQ(s[1], b.next(s[0])) << "after running " << s[0];
+  Backoff capped(300, 1000, 30000);  // the cap below double the last step
+  for (unsigned want : {300u, 600u, 1000u, 1000u}) EXPECT_EQ(want, capped.next(0));
 }
 
 TEST(BackoffTest, Texts) {
-  struct Case {
-    int status;
-    const char* text;
-  };
-  const Case cases[] = {
+  const std::pair<int, const char*> exits[] = {
       {0, "exited with status 0"},
       {3 << 8, "exited with status 3"},
       {SIGKILL, "killed by signal 9 (Killed)"},
       {SIGSEGV | 0x80, "killed by signal 11 (Segmentation fault)"},
   };
-  for (const Case& c : cases) EXPECT_EQ(c.text, describeExit(c.status));
-  EXPECT_EQ("0.1", seconds(100));
-  EXPECT_EQ("6.4", seconds(6400));
-  EXPECT_EQ("10", seconds(10000));
-  EXPECT_EQ("0", seconds(0));
+  for (const auto& c : exits) EXPECT_EQ(c.second, describeExit(c.first));
+  const std::pair<unsigned, const char*> secs[] = {{100, "0.1"}, {6400, "6.4"}, {10000, "10"}, {0, "0"}};
+  for (const auto& c : secs) EXPECT_EQ(c.second, seconds(c.first));
 }
 
 }  // namespace

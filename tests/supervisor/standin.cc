@@ -1,16 +1,11 @@
-// Stands in for the programs tarn-supervisor runs, chosen by the name it is
-// started under (the test links it as tarn-snmpd and tarn-routerd). Each
-// start appends one line to $TARN_ROOT/starts, so the test can count starts
-// and find the processes: "agent PID activated" (it was handed its socket)
-// or "agent PID bound", and "router PID ARGS...".
-//
-//   tarn-snmpd     service 161, leaves after 1 s idle like a disabled agent;
-//                  get: {u32:1 = pid}; 0x79: stay (no idle leave), answers
-//                  like get; 0x78: exit with status 3 at once. While the
-//                  file $TARN_ROOT/tarn/quit-at-start exists it exits with
-//                  status 0 as soon as it starts ("agent PID quit").
-//   tarn-routerd   service 20 until killed; get: {u32:1 = pid};
-//                  option --ignore-term: ignore SIGTERM
+// Stands in for the programs tarn-supervisor runs, by the name it is started
+// under (the test links it as tarn-snmpd and tarn-routerd). Each start
+// appends "agent PID activated|bound|quit" or "router PID ARGS..." to
+// $TARN_ROOT/tarn/starts. Both answer get with {u32:1 = pid}.
+//   tarn-snmpd    service 161, leaves after 1 s idle; 0x79: stay (no idle
+//                 leave); 0x78: exit with status 3; exits 0 at once while
+//                 $TARN_ROOT/tarn/quit-at-start exists
+//   tarn-routerd  service 20 until killed; --ignore-term: ignore SIGTERM
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>

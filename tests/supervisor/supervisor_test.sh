@@ -1,28 +1,21 @@
 #!/usr/bin/env bash
-# tarn-supervisor with stand-in programs, over real processes and sockets:
-# the agent is started at once and leaves when idle without being started
-# again; a bus command to its socket starts it and is answered; processes
-# killed by a signal or exiting with an error (or, for the agent, with
-# status 0 too soon to be an idle leave) are restarted with growing delays
-# and serve again; SIGTERM stops everything (a router that ignores
-# SIGTERM is killed after the grace period) and nothing is left running.
+# tarn-supervisor with stand-in programs over real processes and sockets:
+# the agent starts at once and leaves when idle without being started again;
+# a bus command to its socket starts it; crashes (and an agent ending with
+# status 0 too soon to be an idle leave) are restarted with growing delays;
+# SIGTERM stops everything (a router ignoring it is killed after the grace).
 #   supervisor_test.sh SUPERVISOR STANDIN TARNCTL
 set -u
-supervisor=$(realpath "$1")
-standin=$(realpath "$2")
-tarnctl=$(realpath "$3")
+supervisor=$(realpath "$1") standin=$(realpath "$2") tarnctl=$(realpath "$3")
 dir=$(mktemp -d /tmp/supervisor-test-XXXXXX)
-root=$dir/root
-log=$dir/log
-starts=$root/tarn/starts
+root=$dir/root log=$dir/log starts=$dir/root/tarn/starts
 mkdir "$dir/bin"
 ln -s "$standin" "$dir/bin/tarn-snmpd"
 ln -s "$standin" "$dir/bin/tarn-routerd"
 export TARN_ROOT=$root
 unset TARN_SERVICE_ID LISTEN_PID LISTEN_FDS
 
-"$supervisor" --root "$root" --bin "$dir/bin" --grace 1 --host -- --ignore-term \
-  2>"$log" &
+"$supervisor" --root "$root" --bin "$dir/bin" --grace 1 --host -- --ignore-term 2>"$log" &
 sup=$!
 cleanup() {
   kill -KILL "$sup" 2>/dev/null
@@ -33,12 +26,9 @@ trap cleanup EXIT
 
 fail=0
 bad() { echo "FAIL: $*"; fail=1; }
-# wait_log TEXT [N]: waits (10 s at most) for N log lines holding TEXT.
+# wait_log TEXT: waits (10 s at most) for a log line holding TEXT.
 wait_log() {
-  for _ in $(seq 200); do
-    [ "$(grep -cF -- "$1" "$log")" -ge "${2:-1}" ] && return 0
-    sleep 0.05
-  done
+  for _ in $(seq 200); do grep -qF -- "$1" "$log" && return 0; sleep 0.05; done
   bad "no '$1' in the log"
 }
 starts_of() { awk -v k="$1" '$1 == k { n++ } END { print n + 0 }' "$starts" 2>/dev/null; }
@@ -57,10 +47,14 @@ new_pid() {
   done
 }
 alive() { kill -0 "$1" 2>/dev/null; }
+# crash KIND PID TEXT: PID of KIND dies with TEXT in the log, another starts.
+crash() {
+  wait_log "$3"
+  [ -n "$(new_pid "$1" "$2")" ] || bad "$1 not restarted after: $3"
+}
 
 echo "== start: router with its options, agent at once, then idle leave"
 wait_log "started tarn-routerd"
-wait_log "started tarn-snmpd"
 wait_log "left by itself; the next connection starts it again"
 first=$(last_pid agent)
 grep -q "^router [0-9]* --host --ignore-term$" "$starts" || bad "router args: $(cat "$starts")"
@@ -71,36 +65,25 @@ sleep 1.5
 
 echo "== a bus command starts the agent and is answered"
 pid=$(ask 161 get)
-[ -n "$pid" ] || bad "no answer from service 161"
-[ "$pid" = "$(last_pid agent)" ] && [ "$pid" != "$first" ] || bad "answered by $pid"
-grep -q "^agent $pid activated$" "$starts" || bad "on-demand agent not handed its socket"
+[ -n "$pid" ] && [ "$pid" != "$first" ] && grep -q "^agent $pid activated$" "$starts" ||
+  bad "on-demand agent: answered by '$pid'"
 grep -qF "connection for service 161; starting tarn-snmpd" "$log" || bad "no connection line"
 
 echo "== crashes are restarted after 0.1 s, 0.2 s, 0.4 s"
 pid=$(ask 161 0x79)   # stays up now, so it is there to be killed
 kill -KILL "$pid"
-wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.1 s"
-[ -n "$(new_pid agent "$pid")" ] || bad "agent not restarted after SIGKILL"
+crash agent "$pid" "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.1 s"
 pid=$(ask 161 0x79)
-[ -n "$pid" ] || bad "restarted agent does not serve"
 kill -KILL "$pid"
-wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.2 s"
-new_pid agent "$pid" >/dev/null
+crash agent "$pid" "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.2 s"
 "$tarnctl" --timeout 3000 send 161 0x78 >/dev/null 2>&1
 wait_log "exited with status 3; restarting in 0.4 s"
 [ -n "$(ask 161 get)" ] || bad "agent does not serve after exiting with status 3"
 
-echo "== a killed router is restarted and serves again"
-rpid=$(ask 20 get)
-[ -n "$rpid" ] && [ "$rpid" = "$(last_pid router)" ] || bad "router answer: '$rpid'"
+echo "== a killed router is restarted"
+rpid=$(last_pid router)
 kill -KILL "$rpid"
-wait_log "tarn-routerd (pid $rpid) killed by signal 9 (Killed); restarting in 0.1 s"
-for _ in $(seq 100); do
-  again=$(ask 20 get 1000)
-  [ -n "$again" ] && [ "$again" != "$rpid" ] && break
-  sleep 0.1
-done
-[ -n "$again" ] && [ "$again" != "$rpid" ] || bad "router not serving after restart"
+crash router "$rpid" "tarn-routerd (pid $rpid) killed by signal 9 (Killed); restarting in 0.1 s"
 
 echo "== an agent ending at once with status 0 is restarted, not left waiting"
 touch "$root/tarn/quit-at-start"
@@ -113,15 +96,13 @@ echo "== SIGTERM stops everything"
 apid=$(ask 161 0x79)
 rpid=$(last_pid router)
 kill -TERM "$sup"
-for _ in $(seq 300); do alive "$sup" || break; sleep 0.05; done
 wait "$sup"
 rc=$?
 [ "$rc" = 0 ] || bad "supervisor exit status $rc"
 for line in "stopping on signal 15 (Terminated)" \
             "tarn-snmpd (pid $apid) killed by signal 15 (Terminated)" \
             "tarn-routerd (pid $rpid) did not stop within 1 s; killing it" \
-            "tarn-routerd (pid $rpid) killed by signal 9 (Killed)" \
-            "tarn-supervisor: stopped"; do
+            "tarn-routerd (pid $rpid) killed by signal 9 (Killed)" "tarn-supervisor: stopped"; do
   grep -qF -- "$line" "$log" || bad "no '$line' in the log"
 done
 for p in $(awk '{print $2}' "$starts"); do alive "$p" && bad "pid $p still runs"; done

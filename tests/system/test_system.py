@@ -1,18 +1,7 @@
-"""The whole system on this host: tarn-supervisor running the real
-tarn-routerd --host and tarn-snmpd under a temporary root, in a private
-network namespace (run_system.sh).
-
-An operator's path through it, in file order over one shared world:
-SNMP is enabled and traps configured over the bus with tarnctl; a veth
-link going up and down reaches snmptrapd as linkUp and linkDown; snmpwalk
-shows the veth, an address and a route added here; with SNMP disabled the
-agent leaves when idle and a bus command starts it again; an agent killed
-with SIGKILL is restarted, answers again and sends traps again; so does a
-killed tarn-routerd; SIGTERM to the supervisor ends every process it
-started.
-
-Waits poll with deadlines (the machine may be loaded); nothing asserts on
-timing.
+"""The whole system in a private network namespace (run_system.sh):
+tarn-supervisor running the real tarn-routerd --host and tarn-snmpd, driven
+as an operator would, in file order over one shared world. Waits poll with
+deadlines; nothing asserts on timing.
 """
 import os
 import re
@@ -28,15 +17,10 @@ import pytest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from harness import Trapd, program_env, stop, tool, wait_for  # noqa: E402
 
-SUPERVISOR = os.environ.get("SYSTEM_SUPERVISOR", "")
-TARNCTL = os.environ.get("SYSTEM_TARNCTL", "")
-
+SUPERVISOR, TARNCTL = os.environ.get("SYSTEM_SUPERVISOR", ""), os.environ.get("SYSTEM_TARNCTL", "")
 LINK, PEER = "tsys0", "tsys1"
 ADDRESS, ROUTE, GATEWAY = "10.77.0.1", "10.78.0.0", "10.77.0.2"
-IF_DESCR = "1.3.6.1.2.1.2.2.1.2"
-IP_AD_ENT_ADDR = "1.3.6.1.2.1.4.20.1.1"
-IP_ROUTE_DEST = "1.3.6.1.2.1.4.21.1.1"
-SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+IF_DESCR, SYS_DESCR = "1.3.6.1.2.1.2.2.1.2", "1.3.6.1.2.1.1.1.0"
 LINK_DOWN, LINK_UP = r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.3", r"\.1\.3\.6\.1\.6\.3\.1\.1\.5\.4"
 
 
@@ -51,9 +35,9 @@ def snmp(program, *args):
                 + list(args))
 
 
-def answer(tool, *args):
+def answer(program, *args):
     """The tool's output if the agent answered, else None (to poll with)."""
-    code, out = snmp(tool, *args)
+    code, out = snmp(program, *args)
     return out if code == 0 else None
 
 
@@ -61,11 +45,15 @@ def alive(pid):
     return os.path.exists("/proc/%d" % pid)
 
 
+def if_index(name):
+    # From ip, not /sys: sysfs still shows the namespace it was mounted in.
+    return int(run("ip", "-o", "link", "show", "dev", name).split(":", 1)[0])
+
+
 class World:
     def __init__(self):
         self.dir = tempfile.mkdtemp(prefix="tarn-system-")
-        self.root = os.path.join(self.dir, "root")
-        self.log = os.path.join(self.dir, "supervisor.log")
+        self.root, self.log = os.path.join(self.dir, "root"), os.path.join(self.dir, "supervisor.log")
         self.trapd = Trapd(self.dir, ["authCommunity log mallow"], "TRAP %P|%v\n")
         with open(self.log, "w") as out:
             self.supervisor = subprocess.Popen([SUPERVISOR, "--root", self.root, "--host"],
@@ -80,16 +68,17 @@ class World:
         subprocess.run(["ip", "link", "del", LINK], capture_output=True)
         shutil.rmtree(self.dir, ignore_errors=True)
 
-    # --- the supervisor's log -----------------------------------------
-    def log_text(self):
+    def text(self):
         return open(self.log).read()
 
+    def tail(self):
+        return "log: " + self.text()[-800:]
+
     def started(self, program):
-        return [int(p) for p in re.findall(r"started %s \(pid (\d+)\)" % program, self.log_text())]
+        return [int(p) for p in re.findall(r"started %s \(pid (\d+)\)" % program, self.text())]
 
     def agent_pid(self):
-        pids = self.started("tarn-snmpd")
-        return pids[-1] if pids else None
+        return (self.started("tarn-snmpd") or [None])[-1]
 
     def ours(self, pid):
         """True if pid is a child of our supervisor (never signal anything else)."""
@@ -99,24 +88,22 @@ class World:
             return False
         return int(stat.rsplit(")", 1)[1].split()[1]) == self.supervisor.pid
 
-    # --- clients --------------------------------------------------------
     def tarnctl(self, *args):
         r = subprocess.run([TARNCTL, "--timeout", "10000"] + list(args), capture_output=True,
                            text=True, env=dict(os.environ, TARN_ROOT=self.root))
-        assert r.returncode == 0, "%s: %s%s; log: %s" % (" ".join(args), r.stdout, r.stderr,
-                                                       self.log_text()[-800:])
+        assert r.returncode == 0, "%s: %s%s; %s" % (" ".join(args), r.stdout, r.stderr, self.tail())
         return r.stdout
 
-    def traps(self):
-        return self.trapd.traps()
+    def link_traps(self, before, oid=""):
+        binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index(LINK)
+        return [t for t in self.trapd.traps()[before:] if re.search(oid, t) and binding in t]
 
-    def wait_trap(self, before, oid, if_index):
-        binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index
-
-        def seen():
-            return [t for t in self.traps()[before:] if re.search(oid, t) and binding in t]
-        return wait_for(seen, what=lambda: "trap %s for ifIndex %d; traps since: %s; log: %s" % (
-            oid, if_index, self.traps()[before:], self.log_text()[-800:]))[0]
+    def flip(self, state, oid):
+        """Sets the link up or down; the trap that reports it."""
+        before = len(self.trapd.traps())
+        run("ip", "link", "set", LINK, state)
+        return wait_for(lambda: self.link_traps(before, oid), what=lambda: "trap %s; traps: %s; %s" % (
+            oid, self.trapd.traps()[before:], self.tail()))[0]
 
 
 @pytest.fixture(scope="module")
@@ -126,64 +113,43 @@ def world():
     w.close()
 
 
-def if_index(name):
-    # From ip, not /sys: sysfs still shows the namespace it was mounted in.
-    return int(run("ip", "-o", "link", "show", "dev", name).split(":", 1)[0])
-
-
 def test_supervisor_starts_both_and_snmp_is_enabled_over_the_bus(world):
     sock = os.path.join(world.root, "tarn", "run", "bus", "161.sock")
-    wait_for(lambda: os.path.exists(sock) and world.started("tarn-routerd")
-             and world.started("tarn-snmpd"), what=lambda: "start; log: " + world.log_text())
+    wait_for(lambda: os.path.exists(sock) and world.started("tarn-routerd") and world.agent_pid(),
+             what=lambda: "start; " + world.tail())
     world.tarnctl("snmp", "set", "enabled=yes")
     assert re.search(r"^enabled: yes$", world.tarnctl("snmp", "show"), re.M)
-    out = wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer on UDP 161")
-    assert SYS_DESCR in out
+    assert SYS_DESCR in wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer on UDP 161")
 
 
 def test_veth_link_changes_reach_snmptrapd(world):
     run("ip", "link", "add", LINK, "type", "veth", "peer", "name", PEER)
     run("ip", "link", "set", PEER, "up")
-    index = if_index(LINK)
-    generators = world.tarnctl("snmp", "generators")
-    interfaces = re.search(r"^(0x[0-9a-f]+) interfaces$", generators, re.M).group(1)
+    interfaces = re.search(r"^(0x[0-9a-f]+) interfaces$", world.tarnctl("snmp", "generators"), re.M)
     mallow = re.search(r'^id: (\d+)\nname: "mallow"', world.tarnctl("snmp", "communities"), re.M)
     world.tarnctl("snmp", "set", "trap-target=127.0.0.1", "trap-version=v2c",
-                  "trap-community=" + mallow.group(1), "trap-generators=" + interfaces)
-    wait_for(lambda: "subscribed to interfaces" in world.log_text(), what="the subscription")
+                  "trap-community=" + mallow.group(1), "trap-generators=" + interfaces.group(1))
+    wait_for(lambda: "subscribed to interfaces" in world.text(), what="the subscription")
     # The agent sends its subscription without waiting for an answer; a
-    # round trip to the same service after it lets tarn-routerd take it in
-    # before the link changes.
+    # round trip to the same service lets tarn-routerd take it in first.
     world.tarnctl("list", "20/0")
-
-    before = len(world.traps())
-    run("ip", "link", "set", LINK, "up")
-    up = world.wait_trap(before, LINK_UP, index)
+    up = world.flip("up", LINK_UP)
     assert "SNMP v2c, community mallow" in up and ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 1" in up
-
-    before = len(world.traps())
-    run("ip", "link", "set", LINK, "down")
-    down = world.wait_trap(before, LINK_DOWN, index)
-    assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down
-    assert ".1.3.6.1.2.1.2.2.1.8 = INTEGER: 2" in down
-
-    before = len(world.traps())
-    run("ip", "link", "set", LINK, "up")
-    world.wait_trap(before, LINK_UP, index)
+    down = world.flip("down", LINK_DOWN)
+    assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down and ".1.3.6.1.2.1.2.2.1.8 = INTEGER: 2" in down
+    world.flip("up", LINK_UP)
 
 
 def test_walk_shows_the_hosts_interfaces_addresses_and_routes(world):
     run("ip", "addr", "add", ADDRESS + "/24", "dev", LINK)
     run("ip", "route", "add", ROUTE + "/16", "via", GATEWAY)
-    index = if_index(LINK)
-    want = {
-        IF_DESCR: '.%s.%d = STRING: "%s"' % (IF_DESCR, index, LINK),
-        IP_AD_ENT_ADDR: ".%s.%s = IpAddress: %s" % (IP_AD_ENT_ADDR, ADDRESS, ADDRESS),
-        IP_ROUTE_DEST: ".%s.%s = IpAddress: %s" % (IP_ROUTE_DEST, ROUTE, ROUTE),
-    }
-    for column, line in want.items():
-        # Answers are cached for a few seconds, so a walk may first show
-        # the state from before the change.
+    for column, line in ((IF_DESCR, '.%s.%d = STRING: "%s"' % (IF_DESCR, if_index(LINK), LINK)),
+                         ("1.3.6.1.2.1.4.20.1.1", ".1.3.6.1.2.1.4.20.1.1.%s = IpAddress: %s" % (
+                             ADDRESS, ADDRESS)),
+                         ("1.3.6.1.2.1.4.21.1.1", ".1.3.6.1.2.1.4.21.1.1.%s = IpAddress: %s" % (
+                             ROUTE, ROUTE))):
+        # Answers are cached for a few seconds: a walk may first show the
+        # state from before the change.
         walks = []
 
         def shows():
@@ -194,41 +160,30 @@ def test_walk_shows_the_hosts_interfaces_addresses_and_routes(world):
 
 
 def test_disabled_agent_leaves_and_a_bus_command_starts_it(world):
-    first = world.agent_pid()
-    left = world.log_text().count("left by itself")
+    first, left = world.agent_pid(), world.text().count("left by itself")
     world.tarnctl("snmp", "set", "enabled=no")
-    wait_for(lambda: world.log_text().count("left by itself") > left,
-             what=lambda: "the idle leave; log: " + world.log_text()[-800:])
-    assert "tarn-snmpd (pid %d) left by itself" % first in world.log_text()
-    assert not alive(first)
-    assert snmp("snmpget", SYS_DESCR)[0] != 0
-
-    connections = world.log_text().count("connection for service 161; starting tarn-snmpd")
+    wait_for(lambda: world.text().count("left by itself") > left, what=lambda: "idle leave; " + world.tail())
+    assert "tarn-snmpd (pid %d) left by itself" % first in world.text()
+    assert not alive(first) and snmp("snmpget", SYS_DESCR)[0] != 0
+    connections = world.text().count("connection for service 161; starting tarn-snmpd")
     assert re.search(r"^enabled: no$", world.tarnctl("snmp", "show"), re.M)
-    assert world.log_text().count("connection for service 161; starting tarn-snmpd") > connections
+    assert world.text().count("connection for service 161; starting tarn-snmpd") > connections
     assert world.agent_pid() != first
-
     world.tarnctl("snmp", "set", "enabled=yes")
     wait_for(lambda: answer("snmpget", SYS_DESCR), what="an answer after enabling")
 
 
 def test_killed_agent_is_restarted_and_serves_again(world):
-    pid = wait_for(lambda: world.agent_pid() if alive(world.agent_pid() or 0) else None,
-                   what="a running agent")
+    pid = wait_for(lambda: alive(world.agent_pid() or 0) and world.agent_pid(), what="a running agent")
     assert world.ours(pid) and os.readlink("/proc/%d/exe" % pid).endswith("tarn-snmpd")
     os.kill(pid, signal.SIGKILL)
-    wait_for(lambda: "tarn-snmpd (pid %d) killed by signal 9" % pid in world.log_text(),
-             what=lambda: "the kill noted; log: " + world.log_text()[-800:])
-    new = wait_for(lambda: world.agent_pid() != pid and world.agent_pid(),
-                   what=lambda: "a restart; log: " + world.log_text()[-800:])
+    wait_for(lambda: "tarn-snmpd (pid %d) killed by signal 9" % pid in world.text(), what=world.tail)
+    new = wait_for(lambda: world.agent_pid() != pid and world.agent_pid(), what=world.tail)
     assert alive(new)
     out = wait_for(lambda: answer("snmpget", "%s.%d" % (IF_DESCR, if_index(LINK))),
                    what="an answer after the restart")
     assert '"%s"' % LINK in out
-    # The new agent subscribed again to the link changes it was set up for.
-    before = len(world.traps())
-    run("ip", "link", "set", LINK, "down")
-    world.wait_trap(before, LINK_DOWN, if_index(LINK))
+    world.flip("down", LINK_DOWN)  # the new agent subscribed again
 
 
 def test_restarted_router_services_are_followed_again(world):
@@ -238,26 +193,23 @@ def test_restarted_router_services_are_followed_again(world):
     pids = world.started("tarn-routerd")
     assert world.ours(pids[-1])
     os.kill(pids[-1], signal.SIGKILL)
-    wait_for(lambda: len(world.started("tarn-routerd")) > len(pids),
-             what=lambda: "tarn-routerd restarted; log: " + world.log_text()[-800:])
-    before = len(world.traps())
-    binding = ".1.3.6.1.2.1.2.2.1.1 = INTEGER: %d" % if_index(LINK)
-    flips = []
+    wait_for(lambda: len(world.started("tarn-routerd")) > len(pids), what=world.tail)
+    before, flips = len(world.trapd.traps()), []
 
     def flip_and_look():
         flips.append("up" if len(flips) % 2 == 0 else "down")
         run("ip", "link", "set", LINK, flips[-1])
         time.sleep(0.5)
-        return [t for t in world.traps()[before:] if binding in t]
-    wait_for(flip_and_look, timeout=30, what=lambda: "a link trap after %d flips; log: %s" % (
-        len(flips), world.log_text()[-800:]))
+        return world.link_traps(before)
+    wait_for(flip_and_look, timeout=30, what=lambda: "a link trap after %d flips; %s" % (
+        len(flips), world.tail()))
 
 
 def test_sigterm_stops_everything(world):
     pids = world.started("tarn-snmpd") + world.started("tarn-routerd")
     world.supervisor.send_signal(signal.SIGTERM)
     assert world.supervisor.wait(20) == 0
-    assert "tarn-supervisor: stopped" in world.log_text()
+    assert "tarn-supervisor: stopped" in world.text()
     assert [p for p in pids if alive(p)] == []
     bus = os.path.join(world.root, "tarn", "run", "bus")
     assert [f for f in os.listdir(bus) if f.endswith(".sock")] == []
