@@ -17,7 +17,6 @@ namespace {
 
 using namespace wire;
 
-struct Ident : Data { std::string name = "gw"; };
 struct Script : Data {
   Script(int id, const std::string& name) : id(id), name(name) {}
   int id;
@@ -25,25 +24,23 @@ struct Script : Data {
   int run = 0;
 };
 
-const OID kDescr{1, 3, 6, 1, 2, 1, 1, 1}, kName{1, 3, 6, 1, 2, 1, 1, 5};
+const OID kDescr{1, 3, 6, 1, 2, 1, 1, 1};
 const OID kServices{1, 3, 6, 1, 2, 1, 1, 7}, kAbsent{1, 3, 6, 1, 2, 1, 1, 9};
 const OID kScriptName{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 2};
 const OID kScriptRun{1, 3, 6, 1, 4, 1, 40117, 1, 1, 8, 1, 1, 3};
 
 // Names as encoded (kEntry: the script entry, content octets only).
 const std::string kDescr0 = "06 08 2b 06 01 02 01 01 01 00 04 06 72 6f 75 74 65 72";
-const std::string kName0 = "06 08 2b 06 01 02 01 01 05 00";
 const std::string kServices0 = "06 08 2b 06 01 02 01 01 07 00";
 const std::string kEntry = "06 0f 2b 06 01 04 01 82 b9 35 01 01 08 01 01";
 
 class SmallMib : public ::testing::Test {
  protected:
-  SmallMib() : ident(&identRecord), absent(nullptr), table(&scripts), id(field(&Script::id), INTEGER) {
+  SmallMib() : absent(nullptr), table(&scripts), id(field(&Script::id), INTEGER) {
     table.addIndex(&id);
     scripts.add(new Script(9, "b"));
     scripts.add(new Script(5, "a"));
     addScalarConstStringLeaf(kDescr, "router", OCTET_STRING);
-    addScalarLeaf(kName, new DataStringPacker(field(&Ident::name), OCTET_STRING, 0), &ident);
     addScalarConstNumLeaf(kServices, 78, INTEGER);
     addScalarLeaf(kAbsent, new DataNumPacker(field(&Script::run), INTEGER), &absent);
     addColumnarLeaf(kScriptName, new DataStringPacker(field(&Script::name), OCTET_STRING, 0), &table);
@@ -68,8 +65,7 @@ class SmallMib : public ::testing::Test {
   }
 
   ScopedRegistry registry;
-  Ident identRecord;
-  FixedProvider ident, absent;
+  FixedProvider absent;
   FakeTableProvider scripts;
   MapTable table;
   DataNumPacker id;
@@ -103,7 +99,6 @@ TEST_F(SmallMib, GetAndGetNextWriteTheBinding) {
 // request stream at the binding's value.
 TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
   struct Case { OID leaf, name, suffix; std::string value, bytes, err; } cases[] = {
-      {kName, kName + 0, OID{0}, "04 03 6e 65 77", kName0 + " 04 03 6e 65 77", "unpacked s = new\n"},
       // A constant answers with itself; the name goes back as sent.
       {kServices, kServices + 0, OID{0}, "02 01 05", kServices0 + " 02 01 4e", ""},
       {kDescr, kDescr, OID(), "04 01 78", "06 07 2b 06 01 02 01 01 01 04 06 72 6f 75 74 65 72", ""},
@@ -120,8 +115,6 @@ TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
     EXPECT_EQ(reply(leafs.at(c.leaf)->set(ctx), ctx), c.bytes) << c.name;
     EXPECT_EQ(capture.err(), c.err) << c.name;
   }
-  EXPECT_EQ(identRecord.name, "new");
-  EXPECT_EQ(ident.sets, std::vector<Data*>{&identRecord});
   ASSERT_EQ(scripts.sets.size(), 1u);
   EXPECT_EQ(static_cast<Script*>(scripts.sets[0])->name, "z");
 }
