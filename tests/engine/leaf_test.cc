@@ -87,7 +87,6 @@ TEST_F(SmallMib, GetAndGetNextWriteTheBinding) {
       {NEXT, kDescr, OID{0}, "none"},
       {NEXT, kAbsent, OID(), "none"},
       {NEXT, kScriptName, OID(), kEntry + " 02 05 04 01 61"},
-      {NEXT, kScriptName, OID{5}, kEntry + " 02 09 04 01 62"},
       {NEXT, kScriptName, OID{6}, kEntry + " 02 09 04 01 62"},
       {NEXT, kScriptName, OID{9}, "none"},
       {NEXT, kScriptRun, OID(), kEntry + " 03 05 02 01 00"},
