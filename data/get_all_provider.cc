@@ -4,19 +4,8 @@
 #include "codec/diag.h"
 #include "data/data.h"
 
-namespace {
-
-tarn::message request(unsigned command, const std::vector<unsigned>& path) {
-  tarn::message msg;
-  msg.insert(tarn::u32_id(tarn::kFieldCmd), command);
-  msg.insert(tarn::u32_array_id(tarn::kFieldDst), path);
-  return msg;
-}
-
-}  // namespace
-
 tarn::message getAllRequest(const std::vector<unsigned>& path) {
-  return request(tarn::kCmdGetAll, path);
+  return tarn::command(path, tarn::kCmdGetAll);
 }
 
 GetAllProvider::GetAllProvider() : CacheUpdateTimeout(25, 200) {}
@@ -34,7 +23,7 @@ void GetAllProvider::addSource(Builder builder,
 bool GetAllProvider::setData(Data* d) {
   bool accepted = false;
   for (const Source& s : sources) {
-    tarn::message msg = request(tarn::kCmdSetObj, s.path);
+    tarn::message msg = tarn::command(s.path, tarn::kCmdSetObj);
     d->reverseBuild(msg);
     tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
     if (tarn::isError(reply)) {
@@ -55,7 +44,7 @@ void GetAllProvider::updateTables() { accessData(); }
 bool GetAllProvider::getCountCMD(unsigned& n) {
   n = 0;
   for (const Source& s : sources) {
-    tarn::message msg = request(tarn::kCmdGetCount, s.path);
+    tarn::message msg = tarn::command(s.path, tarn::kCmdGetCount);
     tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
     if (tarn::isError(reply) || !reply.has(tarn::u32_id(tarn::kFieldCount)))
       return false;

@@ -7,17 +7,6 @@
 #include "platform/errors.h"
 #include "platform/looper.h"
 
-namespace {
-
-tarn::message request(unsigned command, const std::vector<unsigned>& path) {
-  tarn::message msg;
-  msg.insert(tarn::u32_id(tarn::kFieldCmd), command);
-  msg.insert(tarn::u32_array_id(tarn::kFieldDst), path);
-  return msg;
-}
-
-}  // namespace
-
 GetProvider::GetProvider(Builder builder, const std::vector<unsigned>& path,
                          unsigned getCommand, unsigned setCommand)
     : path(path),
@@ -26,7 +15,7 @@ GetProvider::GetProvider(Builder builder, const std::vector<unsigned>& path,
       builder(builder) {}
 
 Data* GetProvider::getData() {
-  tarn::message msg = request(getCommand, path);
+  tarn::message msg = tarn::command(path, getCommand);
   tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
   if (tarn::isError(reply)) {
     diag::err("GetProvider::getData error: " + tarn::getError(reply));
@@ -36,7 +25,7 @@ Data* GetProvider::getData() {
 }
 
 bool GetProvider::setData(Data* d) {
-  tarn::message msg = request(setCommand, path);
+  tarn::message msg = tarn::command(path, setCommand);
   d->reverseBuild(msg);
   return !tarn::isError(tarn::getLooper()->exchangeMessage(msg, 6000));
 }

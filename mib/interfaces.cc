@@ -76,9 +76,7 @@ struct KindRow {
 // The link rate of interface `parent`; an empty or failed answer reads as
 // a rate without a speed.
 unsigned parentLinkRate(unsigned parent) {
-  tarn::message msg;
-  msg.insert(tarn::u32_array_id(tarn::kFieldDst), kInterfaces);
-  msg.insert(tarn::u32_id(tarn::kFieldCmd), tarn::kCmdGetObj);
+  tarn::message msg = tarn::command(kInterfaces, tarn::kCmdGetObj);
   msg.insert(tarn::u32_id(tarn::kFieldObjId), parent);
   tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
   if (tarn::isError(reply)) return 0xFFFFFFFF;
@@ -173,9 +171,7 @@ void CountersTable::clearCache() {
 void CountersTable::updateCache() {}
 
 void takeLinkSnapshot() {
-  tarn::message msg;
-  msg.insert(tarn::u32_array_id(tarn::kFieldDst), kInterfaces);
-  msg.insert(tarn::u32_id(tarn::kFieldCmd), kLinkCmd);
+  tarn::message msg = tarn::command(kInterfaces, kLinkCmd);
   walkPages(msg, [](const tarn::message& item) {
     if (item.has(tarn::u32_id(tarn::kFieldObjId)) &&
         item.has(tarn::u32_id(0x10002)) && item.has(tarn::u32_id(0x10003)) &&

@@ -26,9 +26,7 @@ void TheSystem::reverseBuild(tarn::message&) {
   diag::err("TheSystem::reverseBuild");
   if (!reboot) return;
   diag::err("TheSystem::REBOOT");
-  tarn::message msg;
-  msg.insert(tarn::u32_array_id(tarn::kFieldDst), std::vector<uint32_t>{24});
-  msg.insert(tarn::u32_id(tarn::kFieldCmd), 5);
+  tarn::message msg = tarn::command({24}, 5);
   tarn::getLooper()->exchangeMessage(msg, 6000);
 }
 

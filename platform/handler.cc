@@ -214,10 +214,7 @@ void Handler::sendUndo(const message&, const message& undo,
 namespace {
 message subscription(const std::vector<unsigned>& path, unsigned cmd,
                      unsigned what, const message& filter) {
-  message m;
-  m.insert(u32_array_id(kFieldDst),
-           std::vector<uint32_t>(path.begin(), path.end()));
-  m.insert(u32_id(kFieldCmd), cmd);
+  message m = command(std::vector<uint32_t>(path.begin(), path.end()), cmd);
   m.insert(u32_id(kFieldWhat), what);
   m[message_array_id(kFieldFilter)].push_back(message::flat_message(filter));
   return m;

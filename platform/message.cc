@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <ostream>
 
+#include "platform/codes.h"
+
 namespace tarn {
 
 int valueIndexOfTag(uint32_t tag) {
@@ -75,6 +77,13 @@ size_t message::countOf(const value& v) {
           },
           v);
   }
+}
+
+message command(const std::vector<uint32_t>& path, uint32_t cmd) {
+  message m;
+  m.insert(u32_array_id(kFieldDst), path);
+  m.insert(u32_id(kFieldCmd), cmd);
+  return m;
 }
 
 std::vector<uint32_t> u32_vector(uint32_t a) { return {a}; }

@@ -205,6 +205,10 @@ typedef field_id<kTagRawArray, std::vector<bytes>, 0> raw_array_id;
 // tag.
 int valueIndexOfTag(uint32_t tag);
 
+// A command message: destination path and command code, the fields every
+// request starts with.
+message command(const std::vector<uint32_t>& path, uint32_t cmd);
+
 // Paths: {a} and {a, b}.
 std::vector<uint32_t> u32_vector(uint32_t a);
 std::vector<uint32_t> u32_vector(uint32_t a, uint32_t b);
