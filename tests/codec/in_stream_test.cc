@@ -1,10 +1,9 @@
 // InStream: every getter's results and failures with their exact lines,
-// sequence handling, and robustness against truncated and random input.
+// sequence handling, and every truncation of a real request (arbitrary
+// bytes are the in_stream fuzz target's).
 #include "codec/in_stream.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdint>
 
 #include "codec/diag.h"
 #include "tests/hex.h"
@@ -114,20 +113,14 @@ TEST(InStream, SequencesSkipUnreadContentAndStopAtTheirEnd) {
   in.reset();
   EXPECT_EQ(in.enterSeq(), 6);
   EXPECT_TRUE(in.getInt(&v) && in.getInt(&v) && in.isSeqEnd());  // data remains
-}
-
-TEST(InStream, VersionIsReadOnceAndCached) {
-  struct Case { const char* bytes; int version; unsigned pos; };
-  const Case cases[] = {
-      {"30 06 02 01 03 02 01 07", 3, 5},
-      {"30 03 04", -1, 3},
-  };
-  for (const Case& c : cases) {
-    std::vector<unsigned char> b = unhex(c.bytes);
-    InStream in(b.data(), static_cast<unsigned>(b.size()));
-    EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
-    EXPECT_EQ(in.getVersion(), c.version) << c.bytes;
-    EXPECT_EQ(in.position(), c.pos) << c.bytes;
+  // The version is read once and cached, also when reading it failed.
+  for (const char* msg : {"30 06 02 01 03 02 01 07", "30 03 04"}) {
+    std::vector<unsigned char> m = unhex(msg);
+    InStream v3(m.data(), static_cast<unsigned>(m.size()));
+    const int version = v3.getVersion();
+    EXPECT_EQ(version, m.size() == 8 ? 3 : -1) << msg;
+    EXPECT_EQ(v3.getVersion(), version) << msg;
+    EXPECT_EQ(v3.position(), m.size() == 8 ? 5u : 3u) << msg;
   }
 }
 
@@ -164,27 +157,6 @@ TEST(InStream, WalksARealRequestAndFailsOnEveryTruncation) {
     InStream in(msg.data(), static_cast<unsigned>(n));  // ASan sees overreads
     EXPECT_FALSE(walk(in, &names)) << n;
     EXPECT_LE(in.position(), n);
-  }
-}
-
-TEST(InStream, RandomBytesNeverReadPastTheEnd) {
-  uint32_t seed = 12345;
-  auto next = [&seed] { seed = seed * 1103515245u + 12345u; return seed >> 16; };
-  diag::Capture quiet;
-  for (int round = 0; round < 3000; ++round) {
-    std::vector<unsigned char> b(next() % 24);
-    for (unsigned char& x : b) {  // mostly long-form lengths and small values
-      unsigned r = next();
-      x = static_cast<unsigned char>(r % 3 == 0 ? 0x80 | (r >> 4) % 6 : r % 5 == 0 ? r >> 3 : r % 10);
-    }
-    InStream in(b.data(), static_cast<unsigned>(b.size()));
-    bool ok = true;
-    for (int step = 0; ok && step < 40; ++step) {
-      unsigned before = in.position();
-      run(static_cast<Getter>(next() % 8), in, &ok);
-      EXPECT_TRUE(in.position() <= b.size() && (!ok || in.position() > before));
-      if (next() % 4 == 0) in.exitSeq();
-    }
   }
 }
 

@@ -1,5 +1,6 @@
-// The cache rule on a manual clock: fills, idle and age drops, the empty
-// fill, and the clock wrapping around.
+// The cache rule on a manual clock: fills, idle and age drops at their exact
+// limits, the empty fill, a fill reading its own cache, and the clock
+// wrapping around.
 #include "data/cache_update_timeout.h"
 
 #include <gtest/gtest.h>
@@ -13,52 +14,45 @@ namespace {
 
 // A manual clock and a one-slot timer in place of the platform. As on the
 // target, the clock ticks every 10 ms and the timer delay is in ms.
-unsigned now;
+unsigned now, armedAt, armedDelay;
 CacheUpdateTimeout* armed;  // null when no timer is pending
-unsigned armedAt, armedDelay;
 int disarms;
 
-void arm(CacheUpdateTimeout* c, unsigned delay) {
-  armed = c;
-  armedAt = now;
-  armedDelay = delay;
-}
-void disarm(CacheUpdateTimeout*) {
-  armed = nullptr;
-  ++disarms;
-}
 void fire() {
   CacheUpdateTimeout* c = armed;
   armed = nullptr;
   c->invalidateDataTimer();
 }
 
-// Records the ticks at which it was asked for a record.
+// Records the ticks at which it was asked for a record; a reentrant one
+// reads its own cache while filling (a builder consulting providers).
 class CountingProvider : public SingleProvider {
  public:
-  explicit CountingProvider(bool yields = true) : yields_(yields) {}
+  explicit CountingProvider(bool yields = true, bool reentrant = false) : yields_(yields), reentrant_(reentrant) {}
   Data* getData() override {
+    if (reentrant_) inner.push_back(get());
     fills.push_back(now);
     return yields_ ? new Data : nullptr;
   }
   bool setData(Data*) override { return true; }
-
   std::vector<unsigned> fills;
+  std::vector<Data*> inner;
 
  private:
-  bool yields_;
+  bool yields_, reentrant_;
 };
 
 class CacheRule : public ::testing::Test {
  protected:
-  void SetUp() override {
-    saved_ = cacheTimerHooks;
-    cacheTimerHooks = {[] { return now; }, arm, disarm};
+  CacheRule() : saved_(cacheTimerHooks) {
+    cacheTimerHooks = {[] { return now; },
+                       [](CacheUpdateTimeout* c, unsigned delay) { armed = c, armedAt = now, armedDelay = delay; },
+                       [](CacheUpdateTimeout*) { armed = nullptr, ++disarms; }};
     now = 0;
     armed = nullptr;
     disarms = 0;
   }
-  void TearDown() override { cacheTimerHooks = saved_; }
+  ~CacheRule() override { cacheTimerHooks = saved_; }
 
  private:
   CacheTimerHooks saved_;
@@ -66,8 +60,7 @@ class CacheRule : public ::testing::Test {
 
 // Runs the clock from `start` for `span` ticks, firing the timer when due,
 // then reading at the given offsets; returns the fills as offsets.
-std::vector<unsigned> run(CountingProvider& p, unsigned start, unsigned span,
-                          const std::vector<unsigned>& reads) {
+std::vector<unsigned> run(CountingProvider& p, unsigned start, unsigned span, const std::vector<unsigned>& reads) {
   size_t next = 0;
   for (unsigned t = 0; t < span; ++t) {
     now = start + t;
@@ -86,10 +79,7 @@ TEST_F(CacheRule, FillsOnceWhileReadAndRefillsWhenIdleOrOld) {
   std::vector<unsigned> every10;
   for (unsigned t = 0; t < 500; t += 10) every10.push_back(t);
   const unsigned nearWrap = 0xFFFFFFFFu - 95;
-  struct Case {
-    unsigned maxAge, start, span;
-    std::vector<unsigned> reads, fills;
-  } cases[] = {
+  struct Case { unsigned maxAge, start, span; std::vector<unsigned> reads, fills; } cases[] = {
       // Reads 10 apart: one fill; 30 after the last read it was dropped.
       {200, 0, 60, {0, 10}, {0}},
       {200, 0, 60, {0, 10, 40}, {0, 40}},
@@ -101,18 +91,14 @@ TEST_F(CacheRule, FillsOnceWhileReadAndRefillsWhenIdleOrOld) {
   for (const Case& c : cases) {
     CountingProvider p;
     p.setTimeouts(25, c.maxAge);
-    EXPECT_EQ(run(p, c.start, c.span, c.reads), c.fills)
-        << "maxAge " << c.maxAge << " start " << c.start;
+    EXPECT_EQ(run(p, c.start, c.span, c.reads), c.fills) << "maxAge " << c.maxAge << " start " << c.start;
     armed = nullptr;
   }
 }
 
 TEST_F(CacheRule, RecheckDropsAtExactlyTheLimits) {
   const unsigned wrap = 0xFFFFFFFFu - 9;  // the clock wraps 10 ticks in
-  struct Case {
-    unsigned start, lastRead, check;  // offsets from start
-    bool kept;
-  } cases[] = {
+  struct Case { unsigned start, lastRead, check; bool kept; } cases[] = {  // offsets from start
       {0, 0, 24, true},       {0, 0, 25, false},     // idle
       {0, 190, 199, true},    {0, 199, 200, false},  // age
       {wrap, 0, 24, true},    {wrap, 0, 25, false},
@@ -148,30 +134,13 @@ TEST_F(CacheRule, EmptyFillIsNotRetriedUntilDropped) {
   EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 69}));
 }
 
-// A fill that reads its own provider (a builder consulting providers) finds
-// the cache marked filled and does not recurse.
-class SelfReading : public CountingProvider {
- public:
-  Data* getData() override {
-    inner = get();
-    readInside = true;
-    return CountingProvider::getData();
-  }
-  bool readInside = false;
-  Data* inner = nullptr;
-};
-
-TEST_F(CacheRule, FillMarksTheCacheBeforeItRuns) {
-  SelfReading p;
+// A fill that reads its own provider finds the cache marked filled (and
+// still empty) instead of recursing; invalidateData drops the cache and
+// cancels the timer once.
+TEST_F(CacheRule, FillMarksTheCacheFirstAndInvalidateDropsAtOnce) {
+  CountingProvider p(true, true);
   EXPECT_NE(p.get(), nullptr);
-  EXPECT_TRUE(p.readInside);
-  EXPECT_EQ(p.inner, nullptr);
-  EXPECT_EQ(p.fills.size(), 1u);
-}
-
-TEST_F(CacheRule, InvalidateDataCancelsTheTimerAndDropsAtOnce) {
-  CountingProvider p;
-  p.get();
+  EXPECT_EQ(p.inner, std::vector<Data*>{nullptr});
   p.invalidateData();
   p.invalidateData();  // nothing pending: nothing to cancel
   EXPECT_EQ(disarms, 1);

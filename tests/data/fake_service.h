@@ -25,17 +25,14 @@ class FakeService : public tarn::Handler {
     return answer ? answer(msg) : tarn::message();
   }
   // A page of a list reply: objects, and the next start if not 0.
-  static tarn::message page(const std::vector<tarn::message>& objects,
-                            unsigned next = 0) {
+  static tarn::message page(const std::vector<tarn::message>& objects, unsigned next = 0) {
     tarn::message reply;
     auto& list = reply[tarn::message_array_id(tarn::kFieldObjList)];
     for (const tarn::message& o : objects) list.emplace_back(o);
     if (next) reply.insert(tarn::u32_id(tarn::kFieldStart), next);
     return reply;
   }
-  unsigned cmd(size_t i) const {
-    return requests.at(i).get(tarn::u32_id(tarn::kFieldCmd), 0);
-  }
+  unsigned cmd(size_t i) const { return u32(i, tarn::kFieldCmd, 0); }
   unsigned u32(size_t i, unsigned id, unsigned def = 0xdead) const {
     return requests.at(i).get(tarn::u32_id(id), def);
   }
@@ -49,8 +46,7 @@ class FakeBus {
  public:
   FakeBus() : looper(161) {}
   ~FakeBus() {
-    for (auto& s : services) looper.removeHandler(s.first >> 16,
-                                                   s.first & 0xffff);
+    for (auto& s : services) looper.removeHandler(s.first >> 16, s.first & 0xffff);
   }
   // The service at {service, handler}, created on first use.
   FakeService& at(unsigned service, unsigned handler = 0) {
@@ -70,8 +66,7 @@ class FakeBus {
   std::set<unsigned> served;
 };
 
-inline tarn::message u32Message(std::initializer_list<std::pair<unsigned,
-                                unsigned>> fields) {
+inline tarn::message u32Message(std::initializer_list<std::pair<unsigned, unsigned>> fields) {
   tarn::message m;
   for (auto& f : fields) m.insert(tarn::u32_id(f.first), f.second);
   return m;

@@ -33,11 +33,7 @@ TEST(GetProvider, BuildsFromTheReplyOrDefaultsOnErrorAndWritesBack) {
   FakeBus bus;
   FakeService& s = bus.at(24, 1);
   GetProvider p(buildNamed, {24, 1}, 0xfe000d, 0xfe000e);
-  struct Case {
-    message reply;
-    unsigned value;
-    std::string err;
-  } cases[] = {
+  struct Case { message reply; unsigned value; std::string err; } cases[] = {
       {u32Message({{12, 5}}), 5, ""},
       {tarn::errorMsg(9, "busy"), 77, "GetProvider::getData error: busy\n"},
   };
