@@ -105,29 +105,34 @@ TEST_F(HostTest, InterfacesAndCounters) {
   EXPECT_EQ(32768u, byName_["br0"].get(u32_id(2), 0));
 
   // "  v0: rxbytes rxpkts errs drop fifo frame compressed multicast txbytes
-  //  txpkts ..." against one object each; v0 has sent the one datagram.
-  std::istringstream dev(router_test::readAll("/proc/" + std::to_string(routerd_->pid()) + "/net/dev"));
-  int checked = 0;
-  for (std::string line; std::getline(dev, line);) {
-    const size_t colon = line.find(':'), from = line.find_first_not_of(' ');
-    const std::string name = colon == std::string::npos ? "" : line.substr(from, colon - from);
-    if (name != "v0" && name != "v1") continue;
-    std::istringstream in(line.substr(colon + 1));
-    uint64_t v[10];
-    for (uint64_t& x : v) in >> x;
-    message req;
+  //  txpkts ..." against the object, read again while the kernel still
+  // sends (a late multicast report, say). The datagram went v0 to v1.
+  auto proc = [&](const std::string& name) {
+    std::istringstream dev(router_test::readAll("/proc/" + std::to_string(routerd_->pid()) + "/net/dev"));
+    std::vector<uint64_t> v(10);
+    for (std::string line; std::getline(dev, line);) {
+      if (line.find(" " + name + ":") != std::string::npos) {
+        std::istringstream in(line.substr(line.find(':') + 1));
+        for (uint64_t& x : v) in >> x;
+      }
+    }
+    return v;
+  };
+  for (const std::string name : {"v0", "v1"}) {
+    message req, r;
     req.insert(u32_id(kFieldObjId), id(name));
-    const message r = client_->ask(20, 0, kCmdGetObj, req);
+    std::vector<uint64_t> v, after;
+    for (int i = 0; i < 20 && (v.empty() || v != after); ++i) {
+      v = proc(name);
+      r = client_->ask(20, 0, kCmdGetObj, req);
+      after = proc(name);
+    }
     EXPECT_TRUE(v[0] == r.get(u64_id(0x100fc), 1) && v[1] == r.get(u64_id(0x100fe), 1) &&
                 v[8] == r.get(u64_id(0x100fd), 1) && v[9] == r.get(u64_id(0x100ff), 1) &&
                 v[2] == r.get(u32_id(0x100fa), 1) && v[3] == r.get(u32_id(0x100f8), 1))
-        << line << "\n" << r;
-    if (name == "v0") {
-      EXPECT_EQ(1u, v[9]);
-    }
-    ++checked;
+        << name << ": " << r;
+    EXPECT_LE(1u, v[name == "v0" ? 9 : 1]) << name;
   }
-  EXPECT_EQ(2, checked);
 }
 
 TEST_F(HostTest, AddressesNeighboursBridgeAndRoutes) {

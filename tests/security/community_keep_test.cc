@@ -54,7 +54,7 @@ std::vector<std::string> history() {
   for (std::string line; std::getline(lines, line) && at + 4 <= undo.size();) {
     const size_t len = wire::get32(undo.data() + at);
     message m;
-    EXPECT_TRUE(message::parse(undo.data() + at + 4, len, &m));
+    if (at + 4 + len > undo.size() || !message::parse(undo.data() + at + 4, len, &m)) break;
     at += 4 + len;
     char head[64];
     snprintf(head, sizeof head, ": %#x %u ", m.get(u32_id(kFieldCmd), 0u),
