@@ -1,7 +1,6 @@
-// tarn-routerd serving a model device over the bus: the model exactly as
-// written, paging with continuation, counts, one object with counters,
-// settings, changes, guarded commands, link injection with notifications,
-// and refusal of broken model files.
+// tarn-routerd serving a model device over the bus, where the agent's own
+// reads do not reach: paging with continuation, odd objects, guarded
+// commands, link injection with notifications, broken model files.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -20,8 +19,7 @@ const char kModel[] = R"({
   "clock": {"time": 1700000000, "utc-offset": -3600},
   "health": {"temperature": -5, "voltage": 12},
   "interfaces": [
-    {"id": 2, "name": "ether1", "kind": 1, "rate": 2, "mac": "02:00:00:00:00:01",
-     "running": true, "counters": {"in-octets": 4294967301, "in-errors": 7}},
+    {"id": 2, "name": "ether1", "kind": 1, "running": true},
     {"id": 5, "name": "lo", "kind": 3, "flags": 128, "running": true},
     {"id": 9, "name": "ether2", "kind": 1, "running": false, "disabled": true}
   ],
@@ -36,11 +34,10 @@ const char kModel[] = R"({
 
 class ModelTest : public ::testing::Test {
  protected:
-  void start(std::vector<std::string> extra = {}) {
-    std::string file = root_.dir() + "/model.json";
+  void start() {
+    const std::string file = root_.dir() + "/model.json";
     std::ofstream(file) << kModel;
-    extra.insert(extra.begin(), {"--model", file});
-    routerd_.reset(new Routerd(root_.dir(), extra));
+    routerd_.reset(new Routerd(root_.dir(), {"--model", file}));
     client_.reset(new Client());
     ASSERT_TRUE(routerd_->ready(*client_)) << routerd_->log();
   }
@@ -81,92 +78,43 @@ TEST_F(ModelTest, PagesFollowIdsAcrossContinuations) {
   }
 }
 
-TEST_F(ModelTest, CountsOfEveryList) {
-  start();
-  struct Case { unsigned s, h, n; };
-  for (const Case& c : std::vector<Case>{{20, 0, 3}, {44, 1, 7}, {20, 12, 1},
-                                         {48, 101, 2}, {20, 1, 0}, {20, 8, 0},
-                                         {20, 9, 0}, {16, 3, 0}, {10, 1, 0}}) {
-    message r = client_->ask(c.s, c.h, kCmdGetCount);
-    EXPECT_EQ(c.n, r.get(u32_id(kFieldCount), 99)) << c.s << "/" << c.h;
-  }
-}
-
+// What the example device does not show: a field given by its type and
+// number, text kept with its terminating NUL, an absent object, an absent
+// optional value, a negative clock offset.
 TEST_F(ModelTest, ObjectsAsWritten) {
   start();
-  message req;
-  req.insert(u32_id(kFieldObjId), 2);
-  message ifc = client_->ask(20, 0, kCmdGetObj, req);
-  EXPECT_EQ("ether1", ifc.get(string_id(0x10006), ""));
-  EXPECT_EQ((bytes{2, 0, 0, 0, 0, 1}), ifc.get(raw_id(1001), bytes()));
-  EXPECT_EQ(4294967301u, ifc.get(u64_id(0x100fc), 0));
-  EXPECT_EQ(7u, ifc.get(u32_id(0x100fa), 0));
-  EXPECT_EQ(0x500u, ifc.get(u32_id(0x10003), 0));  // made from running/disabled
-  req.insert(u32_id(kFieldObjId), 3);
-  message route = client_->ask(44, 1, kCmdGetObj, req);
-  bytes flat;
-  message dst;
-  dst.insert(u32_id(1), route.get(u32_id(1), 0));
-  dst.flatten(flat);  // be32: the address bytes in dotted order on the wire
-  EXPECT_EQ((bytes{10, 0, 0, 1}), bytes(flat.end() - 4, flat.end()));
-  EXPECT_EQ(2u, route.get(u32_array_id(4)).size());
-  EXPECT_EQ((std::vector<uint32_t>{1, 0}), route.get(u32_array_id(6)));
-  req.insert(u32_id(kFieldObjId), 20);
-  EXPECT_EQ(7u, client_->ask(44, 1, kCmdGetObj, req).get(u32_id(0x4444), 0));
-  req.insert(u32_id(kFieldObjId), 1);
-  EXPECT_EQ((bytes{'a', 'b', 'c', 0}),
-            client_->ask(20, 12, kCmdGetObj, req).get(raw_id(12), bytes()));
-  req.insert(u32_id(kFieldObjId), 8);
-  EXPECT_EQ(1u, client_->ask(20, 0, kCmdGetObj, req).get(u32_id(kFieldMissing), 0));
-
-  message health = client_->ask(12, 1, kCmdGet);
-  EXPECT_EQ(0xFFFFFFFBu, health.get(u32_id(14), 0));  // -5, two's complement
-  EXPECT_FALSE(health.has(u32_id(17)));
+  auto get = [&](unsigned s, unsigned h, unsigned id) {
+    message req;
+    req.insert(u32_id(kFieldObjId), id);
+    return client_->ask(s, h, kCmdGetObj, req);
+  };
+  EXPECT_EQ(7u, get(44, 1, 20).get(u32_id(0x4444), 0));
+  EXPECT_EQ((bytes{'a', 'b', 'c', 0}), get(20, 12, 1).get(raw_id(12), bytes()));
+  EXPECT_EQ(1u, get(20, 0, 8).get(u32_id(kFieldMissing), 0));
+  EXPECT_FALSE(client_->ask(12, 1, kCmdGet).has(u32_id(17)));
   EXPECT_EQ(static_cast<uint32_t>(-3600), client_->ask(24, 0, kCmdGet).get(u32_id(27), 0));
-}
-
-TEST_F(ModelTest, SettingsAndObjectsChangeInMemory) {
-  start();
-  message name;
-  name.insert(string_id(12), std::string("r2"));
-  EXPECT_FALSE(isError(client_->ask(24, 1, kCmdSet, name)));
-  EXPECT_EQ("r2", client_->ask(24, 1, kCmdGet).get(string_id(12), ""));
-  EXPECT_FALSE(isError(client_->ask(24, 2, kCmdSet)));  // nothing to set
   message rename;
-  rename.insert(u32_id(kFieldObjId), 2);
-  rename.insert(string_id(102), std::string("restore"));
-  EXPECT_FALSE(isError(client_->ask(48, 101, kCmdSetObj, rename)));
-  EXPECT_EQ("restore", client_->ask(48, 101, kCmdGetObj, rename).get(string_id(102), ""));
   rename.insert(u32_id(kFieldObjId), 7);
+  rename.insert(string_id(102), std::string("restore"));
   unsigned code = 0;
   EXPECT_TRUE(isError(client_->ask(48, 101, kCmdSetObj, rename), &code));
   EXPECT_EQ(static_cast<unsigned>(kErrNoObject), code);
 }
 
 TEST_F(ModelTest, ScriptRunsAndRebootsNeedTheirOptions) {
-  struct Case { std::vector<std::string> opts; bool allowed; };
-  for (const Case& c : std::vector<Case>{{{}, false},
-                                         {{"--allow-scripts", "--allow-reboot"}, true}}) {
-    start(c.opts);
-    message run;
-    run.insert(u32_id(kFieldObjId), 1);
-    unsigned code = 0;
-    EXPECT_EQ(!c.allowed, isError(client_->ask(48, 101, 1, run), &code));
-    EXPECT_EQ(!c.allowed, isError(client_->ask(24, 0, 5)));
-    if (!c.allowed) {
-      EXPECT_EQ(static_cast<unsigned>(kErrDenied), code);
-    }
-    EXPECT_EQ(0, routerd_->stop());
-    std::string want = c.allowed
-        ? "run of script 1 requested by 750/0: done\n"
-          "reboot requested by 750/0: rebooting\n"
-        : "run of script 1 requested by 750/0: refused (start with "
-          "--allow-scripts to allow it)\nreboot requested by 750/0: refused "
-          "(start with --allow-reboot to allow it)\n";
-    EXPECT_EQ(want, routerd_->log());
-    client_.reset();
-    routerd_.reset();
-  }
+  start();
+  message run;
+  run.insert(u32_id(kFieldObjId), 1);
+  unsigned code = 0, rebootCode = 0;
+  EXPECT_TRUE(isError(client_->ask(48, 101, 1, run), &code));
+  EXPECT_TRUE(isError(client_->ask(24, 0, 5), &rebootCode));
+  EXPECT_EQ(static_cast<unsigned>(kErrDenied), code);
+  EXPECT_EQ(static_cast<unsigned>(kErrDenied), rebootCode);
+  EXPECT_EQ(0, routerd_->stop());
+  EXPECT_EQ("run of script 1 requested by 750/0: refused (start with --allow-scripts to allow it)\n"
+            "reboot requested by 750/0: refused (start with --allow-reboot to allow it)\n",
+            routerd_->log());
+  routerd_.reset();
 }
 
 TEST_F(ModelTest, InjectedLinkChangesReachFilteredSubscribers) {
@@ -220,17 +168,6 @@ TEST(ModelFile, BrokenModelsAreRefusedWithTheirLine) {
     EXPECT_EQ(1, WEXITSTATUS(status)) << c.text;
     EXPECT_EQ("tarn-routerd: " + file + ": " + c.error + "\n", d.log()) << c.text;
   }
-}
-
-TEST(ModelFile, ShippedExampleLoads) {
-  tarn_test::TempRoot root;
-  Routerd d(root.dir(), {"--model", router_test::built("router/models/small-router.json")});
-  Client c;
-  ASSERT_TRUE(d.ready(c)) << d.log();
-  EXPECT_EQ(7u, c.walk(20, 0, 2).size());
-  EXPECT_EQ(7u, c.walk(44, 1, 3).size());
-  EXPECT_EQ("edge-01", c.ask(24, 1, 0xfe000d).get(string_id(12), ""));
-  EXPECT_EQ(0, d.stop());
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Test helper: runs tarn-routerd (built beside the test binary) as a child
 // process under the test's TARN_ROOT, optionally in a fresh network
 // namespace prepared by a shell script, and talks to it over the bus as a
-// client service that can also receive notifications.
+// client service that also keeps the notifications it receives.
 #ifndef TESTS_ROUTER_ROUTERD_H_
 #define TESTS_ROUTER_ROUTERD_H_
 
@@ -24,23 +24,21 @@
 
 namespace router_test {
 
-// A file next to the test binary's build folder, e.g. "router/tarn-routerd".
+inline std::string readAll(const std::string& path) {
+  std::stringstream ss;
+  ss << std::ifstream(path).rdbuf();
+  return ss.str();
+}
+
+// A file of the build folder, e.g. "router/tarn-routerd".
 inline std::string built(const std::string& rel) {
   char exe[4096] = {0};
   ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
   std::string dir(exe, n > 0 ? static_cast<size_t>(n) : 0);
-  dir = dir.substr(0, dir.rfind('/'));
-  return dir + "/../" + rel;
+  return dir.substr(0, dir.rfind('/')) + "/../" + rel;
 }
 
-inline std::string readAll(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-// The test's end of the bus: service 750, keeping the notifications.
+// The test's end of the bus: service 750.
 class Client : public tarn::Looper {
  public:
   Client() : tarn::Looper(750) {}
@@ -61,21 +59,17 @@ class Client : public tarn::Looper {
     m.insert(tarn::u32_id(tarn::kFieldCmd), cmd);
     return exchangeMessage(m, 5000);
   }
-  // Every object of a list, walked in pages of page (0: no page size).
-  std::vector<tarn::message> walk(unsigned service, unsigned handler,
-                                  unsigned page, unsigned cmd = 0xfe0004) {
+  // Every object of a list, walked in pages of `page` (0: no page size).
+  std::vector<tarn::message> walk(unsigned service, unsigned handler, unsigned page,
+                                  unsigned cmd = tarn::kCmdGetAll) {
     std::vector<tarn::message> all;
     tarn::message req;
     if (page) req.insert(tarn::u32_id(tarn::kFieldMaxCount), page);
     for (int round = 0; round < 100000; ++round) {
       tarn::message r = ask(service, handler, cmd, req);
-      if (tarn::isError(r)) break;
-      for (const auto& f : r.get(tarn::message_array_id(tarn::kFieldObjList))) {
-        all.push_back(tarn::message(f));
-      }
+      for (const auto& f : r.get(tarn::message_array_id(tarn::kFieldObjList))) all.emplace_back(f);
       if (!r.has(tarn::u32_id(tarn::kFieldStart))) break;
-      req.insert(tarn::u32_id(tarn::kFieldStart),
-                 r.get(tarn::u32_id(tarn::kFieldStart), 0));
+      req.insert(tarn::u32_id(tarn::kFieldStart), r.get(tarn::u32_id(tarn::kFieldStart), 0));
     }
     return all;
   }
@@ -85,7 +79,8 @@ class Client : public tarn::Looper {
 // Exit status of the child when it may not make a network namespace.
 const int kNoNetns = 3;
 
-// One tarn-routerd child. Its diagnostics go to <root>/routerd.log.
+// One tarn-routerd child, stopped with the object. Its diagnostics go to
+// <root>/routerd.log.
 class Routerd {
  public:
   Routerd(const std::string& root, std::vector<std::string> args,
@@ -93,15 +88,13 @@ class Routerd {
       : log_(root + "/routerd.log") {
     pid_ = fork();
     if (pid_ == 0) {
-      int fd = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      dup2(fd, 2);
+      dup2(open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
       if (!netnsSetup.empty()) {
         if (unshare(CLONE_NEWNET) != 0) _exit(kNoNetns);
-        std::string cmd = "bash -ec '" + netnsSetup + "' >&2";
-        if (system(cmd.c_str()) != 0) _exit(4);
+        if (system(("bash -ec '" + netnsSetup + "' >&2").c_str()) != 0) _exit(4);
       }
       std::string bin = built("router/tarn-routerd");
-      std::vector<char*> argv{const_cast<char*>(bin.c_str())};
+      std::vector<char*> argv{&bin[0]};
       for (std::string& a : args) argv.push_back(&a[0]);
       argv.push_back(nullptr);
       execv(bin.c_str(), argv.data());
@@ -110,12 +103,12 @@ class Routerd {
   }
   ~Routerd() { stop(); }
 
-  // Waits until every service answers; false if the child ended.
+  // Waits until every service answers; false if the child ended (its exit
+  // status then in exitStatus()).
   bool ready(Client& c) {
-    uint64_t end = tarn::nowMs() + 15000;
-    while (tarn::nowMs() < end) {
-      if (!tarn::isError(c.ask(65, 0, 0xfe000d)) &&
-          !tarn::isError(c.ask(10, 1, 0xfe0015))) {
+    for (uint64_t end = tarn::nowMs() + 15000; tarn::nowMs() < end; usleep(20000)) {
+      if (!tarn::isError(c.ask(65, 0, tarn::kCmdGet)) &&
+          !tarn::isError(c.ask(10, 1, tarn::kCmdGetCount))) {
         return true;
       }
       int status;
@@ -124,11 +117,10 @@ class Routerd {
         exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         return false;
       }
-      usleep(20000);
     }
     return false;
   }
-  // Stops the child; its exit status (-1 when it had ended already).
+  // Stops the child (SIGTERM); its exit status, -1 if it had ended already.
   int stop() {
     if (pid_ <= 0) return -1;
     kill(pid_, SIGTERM);
@@ -137,23 +129,16 @@ class Routerd {
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
-  // Runs a shell command in the child's network namespace.
-  int inNetns(const std::string& cmd) const {
-    std::string full = "nsenter -t " + std::to_string(pid_) + " -n " + cmd;
-    return system(full.c_str());
-  }
+  // The output of a shell command run in the child's network namespace.
   std::string output(const std::string& cmd) const {
-    std::string full = "nsenter -t " + std::to_string(pid_) + " -n " + cmd;
     std::string out;
-    FILE* p = popen(full.c_str(), "r");
+    FILE* p = popen(("nsenter -t " + std::to_string(pid_) + " -n " + cmd).c_str(), "r");
     char buf[4096];
-    size_t n;
-    while (p && (n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+    for (size_t n; p && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
     if (p) pclose(p);
     return out;
   }
   pid_t pid() const { return pid_; }
-  // The exit status of a child that ended before it was ready.
   int exitStatus() const { return exitStatus_; }
   std::string log() const { return readAll(log_); }
 

@@ -1,34 +1,68 @@
-// The community registry: address checks and key derivation in process,
-// and its bus commands driven from a second process over real sockets,
-// surviving a restart of the registry's process.
+// The community registry in process: the default entry and address checks,
+// the object commands with their exact errors, what each change stores and
+// the undo step it records, and paging.
 #include "security/community_keep.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include "engine/request.h"
+#include <fstream>
+#include <iterator>
+
 #include "platform/codes.h"
 #include "platform/errors.h"
-#include "platform/looper.h"
-#include "security/engine_id.h"
-#include "security/v3_server_info.h"
+#include "platform/paths.h"
+#include "platform/wire.h"
 #include "tests/platform/test_root.h"
 
 namespace {
 
-using tarn::be32_id;
-using tarn::bool_id;
-using tarn::message;
-using tarn::string_id;
-using tarn::u32_id;
+using namespace tarn;
+
+const unsigned kFirst = 0xFFFFFFFF;  // cmdGetAll's start: from the first item
 
 message community(const std::string& name) {
   message m;
   m.insert(string_id(5), name);
   return m;
+}
+
+// "ok", or an error reply as "0xcode text".
+std::string error(const message& r) {
+  unsigned code = 0;
+  std::string text;
+  if (!isError(r, &code, &text)) return "ok";
+  char buf[16];
+  snprintf(buf, sizeof buf, "%#x ", code);
+  return buf + text;
+}
+
+std::vector<std::string> names(const message& page) {
+  std::vector<std::string> out;
+  for (const auto& flat : page.get(message_array_id(kFieldObjList)))
+    out.push_back(message(flat).get(string_id(5), std::string()));
+  return out;
+}
+
+// The change history: "<description>: <undo command> <id> <name>" a line.
+std::vector<std::string> history() {
+  std::ifstream lines(rootPath("/tarn/log/history"));
+  std::ifstream undoFile(rootPath("/tarn/log/history.undo"), std::ios::binary);
+  const bytes undo((std::istreambuf_iterator<char>(undoFile)), std::istreambuf_iterator<char>());
+  std::vector<std::string> out;
+  size_t at = 0;
+  for (std::string line; std::getline(lines, line) && at + 4 <= undo.size();) {
+    const size_t len = wire::get32(undo.data() + at);
+    message m;
+    if (at + 4 + len > undo.size() || !message::parse(undo.data() + at + 4, len, &m)) break;
+    at += 4 + len;
+    char head[64];
+    snprintf(head, sizeof head, ": %#x %u ", m.get(u32_id(kFieldCmd), 0u),
+             m.get(u32_id(kFieldObjId), 0u));
+    out.push_back(line.substr(line.find(' ', line.find(' ') + 1) + 1) + head +
+                  m.get(string_id(5), std::string()));
+  }
+  return out;
 }
 
 TEST(CommunityKeep, DefaultCommunityAndAddressChecks) {
@@ -39,16 +73,14 @@ TEST(CommunityKeep, DefaultCommunityAndAddressChecks) {
   const CommunityKeep::Item* mallow = keep.items()[0];
   EXPECT_TRUE(mallow->id == 0 && mallow->name == "mallow" && mallow->readAccess &&
               !mallow->writeAccess && mallow->security == 0);
-
-  message host = community("host");
+  message host = community("host"), net = community("net");
   host.insert(be32_id(8), htonl(0x0A000005));
   host.insert(be32_id(9), htonl(0xFFFFFFFF));
-  message net = community("net");
   net.insert(be32_id(8), htonl(0x0A000000));
   net.insert(be32_id(9), htonl(0xFFFF0000));
   keep.cmdAddObj(host);
   keep.cmdAddObj(net);
-  struct Case {
+  struct {
     const char* name;
     unsigned address;
     bool admitted;
@@ -58,171 +90,78 @@ TEST(CommunityKeep, DefaultCommunityAndAddressChecks) {
       {"net", 0x0A00FFFF, true},     {"net", 0x0A010000, false},
       {"Mallow", 0x0A000005, false},  // names are case-sensitive
   };
-  for (const Case& c : cases)
+  for (const auto& c : cases)
     EXPECT_EQ(keep.check(c.name, htonl(c.address)), c.admitted) << c.name << " " << c.address;
 }
 
-TEST(CommunityKeep, KeysFollowTheEngineId) {
+TEST(CommunityKeep, CommandsStoreAndUndo) {
   tarn_test::TempRoot root;
   CommunityKeep keep;
   keep.init();
-  V3ServerInfo engine;
-  v3Engine = &engine;
-  message user = community("user");
-  user.insert(string_id(11), std::string("authpass"));
-  keep.cmdAddObj(user);
-  CommunityKeep::Item* item = keep.findItem("user");
-  const CommunityKeep::Item* mallow = keep.findItem("mallow");
-
-  engine.engineId = formatEngineID("one");
-  keep.regenerateKeys();
-  const std::vector<unsigned char> first = item->authKey;
-  EXPECT_EQ(first.size(), 128u);  // the HMAC pad blocks
-  // Empty passwords still give keys: the digest of the engine ID alone.
-  EXPECT_EQ(mallow->authKey.size(), 128u);
-  EXPECT_EQ(mallow->privKey.size(), 16u);
-
-  engine.engineId = formatEngineID("two");
-  keep.regenerateKeys();
-  EXPECT_NE(item->authKey, first);
-  v3Engine = nullptr;
-}
-
-// --- over the bus ---
-
-constexpr unsigned kAgent = 161;
-constexpr unsigned kClient = 4242;
-
-pid_t startRegistry() {
-  pid_t pid = fork();
-  if (pid == 0) {
-    alarm(30);
-    tarn::Looper looper(kAgent);
-    communityKeep = new CommunityKeep;
-    communityKeep->init();
-    looper.addHandler(snmp::ID_COMMUNITIES, communityKeep);
-    looper.run();
-    _exit(0);
-  }
-  return pid;
-}
-
-void stopRegistry(pid_t pid) {
-  kill(pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
-}
-
-class CommunityBus : public ::testing::Test {
- protected:
-  CommunityBus() : client(kClient, tarn::kLooperClientOnly) {}
-
-  // Sends a command to the registry; retries while its process starts.
-  message send(unsigned cmd, message m = message()) {
-    m.insert(tarn::u32_array_id(tarn::kFieldDst),
-             std::vector<uint32_t>{kAgent, snmp::ID_COMMUNITIES});
-    m.insert(u32_id(tarn::kFieldCmd), cmd);
-    message r;
-    for (int i = 0; i < 100; ++i) {
-      message copy = m;
-      r = client.exchangeMessage(copy, 3000);
-      unsigned code = 0;
-      if (!tarn::isError(r, &code) || code != tarn::kErrNoService) break;
-      usleep(20000);
-    }
-    return r;
-  }
-
-  std::string error(const message& r) {
-    unsigned code = 0;
-    std::string text;
-    if (!tarn::isError(r, &code, &text)) return "ok";
-    char buf[16];
-    snprintf(buf, sizeof buf, "%#x", code);
-    return std::string(buf) + " " + text;
-  }
-
-  std::vector<std::string> names(const message& page) {
-    std::vector<std::string> out;
-    for (const auto& flat : page.get(tarn::message_array_id(tarn::kFieldObjList)))
-      out.push_back(message(flat).get(string_id(5), std::string()));
-    return out;
-  }
-
-  tarn_test::TempRoot root;
-  tarn::Looper client;
-};
-
-TEST_F(CommunityBus, CommandsAndTheirErrors) {
-  pid_t pid = startRegistry();
-  message withId = community("seven");
-  withId.insert(u32_id(tarn::kFieldObjId), 7u);
-  message nameless;
+  message withId = community("seven"), nameless;
+  withId.insert(u32_id(kFieldObjId), 7u);
   nameless.insert(bool_id(6), true);
-  struct Step {
-    unsigned cmd;
+  const char* const kAdded = "new snmp community created: 0xfe0006 ";
+  const char* const kChanged = "changed snmp community settings: 0xfe0003 ";
+  struct {
+    unsigned cmd, id;  // id: the object of a get, set or remove
     message msg;
-    unsigned id;  // object id for get/set/remove
-    std::string result;
-    unsigned newId;  // expected id of an added community
+    std::string result;   // "id N" for an add
+    std::string history;  // the change recorded, empty for none
   } steps[] = {
-      {tarn::kCmdAddObj, community("private"), 0, "ok", 1},
-      {tarn::kCmdAddObj, withId, 0, "ok", 7},
-      {tarn::kCmdAddObj, community("third"), 0, "ok", 2},  // lowest free
-      {tarn::kCmdAddObj, community("private"), 0,
-       "0xfe0006 community with such name already exists", 0},
-      {tarn::kCmdAddObj, nameless, 0, "0xfe0005 missing community name", 0},
-      {tarn::kCmdAddObj, community(""), 0, "0xfe0006 empty script name", 0},
-      {tarn::kCmdSetObj, community("mallow"), 1,
-       "0xfe0006 community with such name already exists", 0},
-      {tarn::kCmdSetObj, community("private"), 1, "ok", 0},  // its own name
-      {tarn::kCmdSetObj, community(""), 2, "ok", 0},  // empty is allowed here
-      {tarn::kCmdSetObj, community("x"), 9, "0xfe0004 ", 0},
-      {tarn::kCmdGetObj, message(), 9, "0xfe0004 ", 0},
-      {tarn::kCmdRemoveObj, message(), 9, "0xfe0004 ", 0},
-      {tarn::kCmdRemoveObj, message(), 7, "ok", 0},
+      {kCmdAddObj, 0, community("private"), "id 1", kAdded + std::string("1 ")},
+      {kCmdAddObj, 0, withId, "id 7", kAdded + std::string("7 ")},
+      {kCmdAddObj, 0, community("third"), "id 2", kAdded + std::string("2 ")},  // lowest free
+      {kCmdAddObj, 0, community("private"), "0xfe0006 community with such name already exists", ""},
+      {kCmdAddObj, 0, nameless, "0xfe0005 missing community name", ""},
+      {kCmdAddObj, 0, community(""), "0xfe0006 empty script name", ""},
+      {kCmdSetObj, 1, community("mallow"), "0xfe0006 community with such name already exists", ""},
+      {kCmdSetObj, 1, community("private"), "ok", kChanged + std::string("1 private")},  // own name
+      {kCmdSetObj, 2, community(""), "ok", kChanged + std::string("2 third")},  // empty allowed
+      {kCmdSetObj, 9, community("x"), "0xfe0004 ", ""},
+      {kCmdGetObj, 9, message(), "0xfe0004 ", ""},
+      {kCmdRemoveObj, 9, message(), "0xfe0004 ", ""},
+      {kCmdRemoveObj, 7, message(), "ok", "snmp community removed: 0xfe0005 7 seven"},
   };
-  for (Step& s : steps) {
-    SCOPED_TRACE(testing::Message() << std::hex << s.cmd << " " << s.result);
-    if (s.cmd != tarn::kCmdAddObj) s.msg.insert(u32_id(tarn::kFieldObjId), s.id);
-    message r = send(s.cmd, s.msg);
-    EXPECT_EQ(error(r), s.result);
-    if (s.newId) {
-      EXPECT_EQ(r.get(u32_id(tarn::kFieldObjId), 0u), s.newId);
-    }
+  std::vector<std::string> recorded;
+  for (const auto& s : steps) {
+    const message r = s.cmd == kCmdAddObj   ? keep.cmdAddObj(s.msg)
+                      : s.cmd == kCmdSetObj ? keep.cmdSetObj(s.msg, s.id)
+                      : s.cmd == kCmdGetObj ? keep.cmdGetObj(s.msg, s.id)
+                                            : keep.cmdRemoveObj(s.msg, s.id);
+    std::string got = error(r);
+    if (got == "ok" && s.cmd == kCmdAddObj)
+      got = "id " + std::to_string(r.get(u32_id(kFieldObjId), 0u));
+    EXPECT_EQ(got, s.result) << std::hex << s.cmd << " " << s.result;
+    if (!s.history.empty()) recorded.push_back(s.history);
   }
-  message get;
-  get.insert(u32_id(tarn::kFieldObjId), 1u);
-  EXPECT_EQ(send(tarn::kCmdGetObj, get).get(string_id(5), std::string()), "private");
-  EXPECT_EQ(names(send(tarn::kCmdGetAll)),
-            (std::vector<std::string>{"mallow", "private", ""}));
-
-  // The registry's process restarts: everything acknowledged is there.
-  stopRegistry(pid);
-  pid = startRegistry();
-  EXPECT_EQ(names(send(tarn::kCmdGetAll)),
-            (std::vector<std::string>{"mallow", "private", ""}));
-  stopRegistry(pid);
+  EXPECT_EQ(history(), recorded);
+  EXPECT_EQ(keep.cmdGetObj(message(), 1).get(string_id(5), std::string()), "private");
+  const std::vector<std::string> all{"mallow", "private", ""};
+  EXPECT_EQ(names(keep.cmdGetAll(message(), kFirst, 0)), all);
+  CommunityKeep restarted;  // reads the store while `keep` still lives
+  restarted.init();
+  EXPECT_EQ(names(restarted.cmdGetAll(message(), kFirst, 0)), all);
 }
 
-TEST_F(CommunityBus, GetAllPagesAtTwenty) {
-  pid_t pid = startRegistry();
-  for (int i = 1; i <= 24; ++i) send(tarn::kCmdAddObj, community("c" + std::to_string(i)));
-  for (unsigned count : {0u, 50u, 20u}) {
-    message req;
-    req.insert(u32_id(tarn::kFieldMaxCount), count);
-    message page = send(tarn::kCmdGetAll, req);
-    EXPECT_EQ(names(page).size(), 20u) << count;
-    EXPECT_EQ(page.get(u32_id(tarn::kFieldStart), 0u), 20u) << count;  // the 21st
+TEST(CommunityKeep, GetAllPagesAtMostTwenty) {
+  tarn_test::TempRoot root;
+  CommunityKeep keep;
+  keep.init();
+  for (int i = 1; i <= 24; ++i) keep.cmdAddObj(community("c" + std::to_string(i)));
+  struct {
+    unsigned start, count;
+    size_t size;
+    unsigned next;  // 0: none
+  } pages[] = {{kFirst, 0, 20, 20}, {kFirst, 50, 20, 20}, {kFirst, 20, 20, 20},
+               {kFirst, 3, 3, 3},   {20, 0, 5, 0},        {24, 1, 1, 0}};
+  for (const auto& p : pages) {
+    const message page = keep.cmdGetAll(message(), p.start, p.count);
+    EXPECT_EQ(names(page).size(), p.size) << p.start << " " << p.count;
+    EXPECT_EQ(page.get(u32_id(kFieldStart), 0u), p.next) << p.start << " " << p.count;
   }
-  message rest;
-  rest.insert(u32_id(tarn::kFieldStart), 20u);
-  message last = send(tarn::kCmdGetAll, rest);
-  EXPECT_EQ(names(last), (std::vector<std::string>{"c20", "c21", "c22", "c23", "c24"}));
-  EXPECT_FALSE(last.has(u32_id(tarn::kFieldStart)));
-  message unknown;
-  unknown.insert(u32_id(tarn::kFieldStart), 99u);
-  EXPECT_EQ(error(send(tarn::kCmdGetAll, unknown)), "0xfe000b ");
-  stopRegistry(pid);
+  EXPECT_EQ(names(keep.cmdGetAll(message(), 22, 0)), (std::vector<std::string>{"c22", "c23", "c24"}));
+  EXPECT_EQ(error(keep.cmdGetAll(message(), 99, 0)), "0xfe000b ");
 }
 
 }  // namespace

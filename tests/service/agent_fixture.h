@@ -1,6 +1,6 @@
 // Test helpers for the agent service: a fresh TARN_ROOT with one SnmpLooper
-// in `loop` (its construction lines captured), fake event sources, and a
-// UDP socket on loopback that stands in for a manager or a trap sink.
+// in `loop`, three fake event sources, and a UDP socket on loopback that
+// stands in for a trap sink or holds a port.
 #ifndef TESTS_SERVICE_AGENT_FIXTURE_H
 #define TESTS_SERVICE_AGENT_FIXTURE_H
 
@@ -27,34 +27,21 @@ namespace agent_test {
 class Udp {
  public:
   Udp() : fd_(socket(AF_INET, SOCK_DGRAM, 0)) {
-    sockaddr_in a = loopback(0);
-    bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+    sockaddr_in a = {};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(0x7F000001);
     socklen_t len = sizeof a;
+    bind(fd_, reinterpret_cast<sockaddr*>(&a), len);
     getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
     port_ = ntohs(a.sin_port);
   }
   ~Udp() { close(fd_); }
-  static sockaddr_in loopback(unsigned port, unsigned host = 0x7F000001) {
-    sockaddr_in a = {};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(host);
-    a.sin_port = htons(static_cast<uint16_t>(port));
-    return a;
-  }
-  void sendTo(const std::vector<unsigned char>& bytes, const sockaddr_in& to) {
-    sendto(fd_, bytes.data(), bytes.size(), 0,
-           reinterpret_cast<const sockaddr*>(&to), sizeof to);
-  }
-  // One datagram within `ms`, or empty; *from gets its source address.
-  std::vector<unsigned char> receive(int ms, sockaddr_in* from = nullptr) {
+  // One datagram within `ms`, or empty.
+  std::vector<unsigned char> receive(int ms) {
     pollfd p = {fd_, POLLIN, 0};
     if (poll(&p, 1, ms) != 1) return {};
     std::vector<unsigned char> buf(65536);
-    sockaddr_in src = {};
-    socklen_t len = sizeof src;
-    ssize_t n = recvfrom(fd_, buf.data(), buf.size(), 0,
-                         reinterpret_cast<sockaddr*>(&src), &len);
-    if (from) *from = src;
+    ssize_t n = recv(fd_, buf.data(), buf.size(), 0);
     buf.resize(n < 0 ? 0 : static_cast<size_t>(n));
     return buf;
   }
@@ -81,28 +68,28 @@ class Agent : public ::testing::Test {
     tarn::setDefaultServiceId(161);
     savedMakers.swap(trapMakers);
     savedScribers.swap(scribers);
+    scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
+                {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
+                {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
     linkStates.clear();
     sourceCalls().clear();
   }
   void TearDown() override {
-    stop();
+    agent.reset();
     trapMakers.swap(savedMakers);
     scribers.swap(savedScribers);
     linkStates.clear();
     tarn::setDefaultServiceId(0);
   }
-  // A new agent over the root's store, as main makes it (init included).
-  void start() {
-    diag::Capture quiet;
+  // A new agent over the root's store, as main makes it (init included);
+  // returns what it said.
+  std::string start() {
+    agent.reset();
+    diag::Capture c;
     agent.reset(new SnmpLooper);
     loop = agent.get();
     agent->init();
-  }
-  void stop() { agent.reset(); }
-  void useThreeSources() {
-    scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
-                {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
-                {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
+    return c.out();
   }
   // cmdSet of one message, as a bus sender {999, 0} would send it.
   std::string set(tarn::message m) {

@@ -1,15 +1,13 @@
-// Traps: what send_trap says when it cannot send, the encoding of SNMPv1,
-// SNMPv2c and SNMPv3 traps as a receiver decodes them, and the trap makers.
+// Traps: what send_trap says when it cannot send, the encoding of SNMPv1
+// and SNMPv2c traps, and the trap makers' choices. (SNMPv3 traps are
+// checked end to end, by snmptrapd and by the capture's dissector.)
 #include "service/traps.h"
 
 #include <stdlib.h>
 
 #include "codec/in_stream.h"
 #include "codec/wire.h"
-#include "engine/context.h"
 #include "platform/codes.h"
-#include "security/community_keep.h"
-#include "security/v3_errors.h"
 #include "service/snmp_fields.h"
 #include "tests/hex.h"
 #include "tests/service/agent_fixture.h"
@@ -34,8 +32,8 @@ class Traps : public Agent {
     unsetenv("TARN_SNMP_TRAP_PORT");
     Agent::TearDown();
   }
-  // send_trap's diagnostics; *trap gets the datagram the sink received.
-  // Waits up to `ms` for the trap (not long where none is expected).
+  // send_trap's diagnostics; *trap gets the datagram the sink received
+  // within `ms`.
   std::string send(const message& event, std::vector<unsigned char>* trap = nullptr,
                    int ms = 1000) {
     diag::Capture c;
@@ -57,58 +55,47 @@ message vendorEvent(const char* oid, unsigned type, const char* value) {
   return m;
 }
 
-message linkEvent(unsigned id, unsigned state) {
+message linkEvent(unsigned id, unsigned state, unsigned handler = 0) {
   message m;
   m.insert(tarn::u32_id(tarn::kFieldCmd), snmpf::CMD_LINK);
-  m.insert(tarn::u32_array_id(tarn::kFieldSrc), std::vector<uint32_t>{20, 0});
+  m.insert(tarn::u32_array_id(tarn::kFieldSrc), std::vector<uint32_t>{20, handler});
   m.insert(tarn::u32_id(tarn::kFieldObjId), id);
   m.insert(tarn::u32_id(0x10003), state);
   return m;
 }
 
-// Reads one binding: name and value as text (INTEGER-like as numbers,
-// OIDs dotted, strings as they are).
-std::string binding(InStream& in) {
-  in.enterSeq();
-  OID name;
-  in.getOID(&name);
-  std::ostringstream s;
-  s << name << "=";
-  const int type = in.getType();
-  if (type == wire::OBJECT_ID) {
-    OID v;
-    in.getOID(&v);
-    s << v;
-  } else if (type == wire::OCTET_STRING) {
-    std::string v;
-    in.getString(&v);
-    s << v;
-  } else if (type == wire::NULL_TYPE) {
-    in.getNull();
-    s << "null";
-  } else if (type == wire::TIMETICKS) {
-    int v;
-    in.getInt(&v);
-    s << "ticks";
-  } else {
-    int v = -1;
-    in.getInt(&v);
-    s << v;
+// The bindings of an SNMPv2c trap by "mallow" as "name=value " each (time
+// ticks as "ticks"); "bad" if the header is not that of such a trap.
+std::string v2Bindings(const std::vector<unsigned char>& trap) {
+  InStream in(trap.data(), static_cast<unsigned>(trap.size()));
+  std::string community;
+  int v = -1, status = -1, index = -1;
+  if (in.getVersion() != 1 || !in.getString(&community) || community != "mallow" ||
+      in.getType() != static_cast<int>(wire::TRAP_V2) || in.enterSeq() < 0 || !in.getInt(&v) ||
+      !in.getInt(&status) || !in.getInt(&index) || status || index || in.enterSeq() < 0) {
+    return "bad";
   }
-  in.exitSeq();
+  std::ostringstream s;
+  for (int n = 0; n < 8 && !in.isSeqEnd(); ++n) {
+    OID name, oid;
+    std::string text;
+    in.enterSeq();
+    in.getOID(&name);
+    s << name << "=";
+    const unsigned type = static_cast<unsigned>(in.getType());
+    if (type == wire::OBJECT_ID && in.getOID(&oid)) s << oid;
+    if (type == wire::OCTET_STRING && in.getString(&text)) s << text;
+    if (type == wire::NULL_TYPE && in.getNull()) s << "null";
+    if (type == wire::TIMETICKS && in.getInt(&v)) s << "ticks";
+    if (type == wire::INTEGER && in.getInt(&v)) s << v;
+    in.exitSeq();
+    s << " ";
+  }
   return s.str();
 }
 
-std::string bindings(InStream& in) {
-  std::string all;
-  in.enterSeq();
-  while (!in.isSeqEnd()) all += binding(in) + " ";
-  in.exitSeq();
-  return all;
-}
-
 TEST_F(Traps, NothingSentWhenItCannotBe) {
-  struct Case {
+  struct {
     bool enabled;
     unsigned target, community;
     const char* said;
@@ -116,10 +103,9 @@ TEST_F(Traps, NothingSentWhenItCannotBe) {
       {false, htonl(0x7F000001), 0, "send_trap: snmp disabled\n"},
       {true, 0, 0, "send_trap: no trap sink specified\n"},
       {true, htonl(0x7F000001), 0xFFFFFFFF, "send_trap: no trap sink specified\n"},
-      {true, htonl(0x7F000001), 9,
-       "createTrap: bad community\nsend_trap: createTrap failed\n"},
+      {true, htonl(0x7F000001), 9, "createTrap: bad community\nsend_trap: createTrap failed\n"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     agent->enabled = c.enabled;
     agent->trapTarget = c.target;
     agent->trapCommunityId = c.community;
@@ -146,9 +132,10 @@ TEST_F(Traps, VersionOneStartTrap) {
 
 TEST_F(Traps, VersionTwoBindings) {
   agent->trapVersion = 1;
+  trapMakers.push_back(startupTrapMaker);
   const std::string head =
       "1.3.6.1.2.1.1.3.0=ticks 1.3.6.1.6.3.1.1.4.1.0=1.3.6.1.4.1.40117.1.1.9.0.1 ";
-  struct Case {
+  struct {
     message event;
     std::string bindings;
   } cases[] = {
@@ -158,107 +145,42 @@ TEST_F(Traps, VersionTwoBindings) {
       {vendorEvent(nullptr, 0, nullptr), head},
       {message(), "1.3.6.1.2.1.1.3.0=ticks 1.3.6.1.6.3.1.1.4.1.0=1.3.6.1.6.3.1.1.5.2 "},
   };
-  trapMakers.push_back(startupTrapMaker);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::vector<unsigned char> trap;
     EXPECT_EQ("", send(c.event, &trap));
-    InStream in(trap.data(), static_cast<unsigned>(trap.size()));
-    EXPECT_EQ(1, in.getVersion());
-    std::string community;
-    in.getString(&community);
-    EXPECT_EQ(static_cast<int>(wire::TRAP_V2), in.getType());
-    in.enterSeq();
-    int id, status = -1, index = -1;
-    EXPECT_TRUE(in.getInt(&id) && in.getInt(&status) && in.getInt(&index));
-    EXPECT_EQ(0, status + index);
-    EXPECT_EQ(c.bindings, bindings(in));
+    EXPECT_EQ(c.bindings, v2Bindings(trap));
   }
 }
 
-// Two identical link events: one trap, then the dump of the second event.
-TEST_F(Traps, LinkMakerRemembersStates) {
+// The link maker traps a change of the admin and running bits of an
+// interface-list event only; an event no maker takes is dumped.
+TEST_F(Traps, LinkMakerTrapsChangesOnly) {
   agent->trapVersion = 1;
   trapMakers.push_back(linkTrapMaker);
-  struct Case {
-    unsigned id, state;
-    const char* bindings;  // empty: nothing sent
+  const std::string head = "1.3.6.1.2.1.1.3.0=ticks 1.3.6.1.6.3.1.1.4.1.0=1.3.6.1.6.3.1.1.5.";
+  const std::string ifc = " 1.3.6.1.2.1.2.2.1.1=3 1.3.6.1.2.1.2.2.1.7=";
+  struct {
+    message event;
+    std::string bindings;  // empty: nothing sent
   } cases[] = {
-      {3, 0x500, "=1.3.6.1.6.3.1.1.5.4 1.3.6.1.2.1.2.2.1.1=3 1.3.6.1.2.1.2.2.1.7=1 "
-                 "1.3.6.1.2.1.2.2.1.8=1 "},
-      {3, 0x501, ""},  // bits outside 0x500 do not count
-      {3, 0x100, "=1.3.6.1.6.3.1.1.5.4 1.3.6.1.2.1.2.2.1.1=3 1.3.6.1.2.1.2.2.1.7=1 "
-                 "1.3.6.1.2.1.2.2.1.8=2 "},
-      {4, 0x000, "=1.3.6.1.6.3.1.1.5.3 1.3.6.1.2.1.2.2.1.1=4 1.3.6.1.2.1.2.2.1.7=2 "
-                 "1.3.6.1.2.1.2.2.1.8=2 "},
+      {linkEvent(3, 0x500), head + "4" + ifc + "1 1.3.6.1.2.1.2.2.1.8=1 "},
+      {linkEvent(3, 0x501), ""},  // bits outside 0x500 do not count
+      {linkEvent(3, 0x100), head + "4" + ifc + "1 1.3.6.1.2.1.2.2.1.8=2 "},
+      {linkEvent(3, 0x000), head + "3" + ifc + "2 1.3.6.1.2.1.2.2.1.8=2 "},
+      {linkEvent(5, 0x500, 1), ""},  // not the interface list
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::vector<unsigned char> trap;
-    const std::string said = send(linkEvent(c.id, c.state), &trap, *c.bindings ? 1000 : 50);
-    if (*c.bindings == '\0') {
-      EXPECT_EQ(0u, said.find("Could not handle trap, msg dump:\n{")) << said;
-      EXPECT_NE(std::string::npos, said.find("send_trap: createTrap failed\n"));
-      EXPECT_TRUE(trap.empty());
-      continue;
-    }
-    EXPECT_EQ("", said);
-    InStream in(trap.data(), static_cast<unsigned>(trap.size()));
-    in.getVersion();
-    std::string community;
-    in.getString(&community);
-    in.enterSeq();
-    int skip;
-    for (int i = 0; i < 3; ++i) in.getInt(&skip);
-    const std::string all = bindings(in);
-    EXPECT_EQ(c.bindings, all.substr(all.find(".1.0=") + 4));
+    const std::string said = send(c.event, &trap, c.bindings.empty() ? 50 : 1000);
+    EXPECT_EQ(c.bindings.empty(), said.find("Could not handle trap, msg dump:\n{") == 0) << said;
+    EXPECT_EQ(c.bindings.empty() ? "bad" : c.bindings, trap.empty() ? "bad" : v2Bindings(trap));
   }
-  // Another source path is not a link event.
-  message other = linkEvent(5, 0x500);
-  other.insert(tarn::u32_array_id(tarn::kFieldSrc), std::vector<uint32_t>{20, 1});
-  EXPECT_NE(std::string::npos, send(other).find("Could not handle trap"));
   EXPECT_EQ(0u, linkStates.count(5));
-}
-
-// An SNMPv3 trap by a privacy user is encrypted and signed (flags 3) and
-// our own security checks accept it.
-TEST_F(Traps, VersionThreeTrapDecodes) {
-  message engineId;
-  engineId.insert(snmpf::ENGINE_ID, std::string("traps"));
-  set(engineId);
-  message user;
-  user.insert(tarn::string_id(5), std::string("v3user"));
-  user.insert(tarn::u32_id(15), 2u);
-  user.insert(tarn::u32_id(20), 1u);
-  user.insert(tarn::string_id(11), std::string("authpass1"));
-  user.insert(tarn::string_id(12), std::string("privpass1"));
-  const unsigned id = communityKeep->cmdAddObj(user).get(tarn::u32_id(0xfe0001), 0u);
-  agent->trapVersion = 3;
-  agent->trapCommunityId = id;
-  std::vector<unsigned char> trap;
-  EXPECT_EQ("snmp v3 trap\n", send(vendorEvent("1.3.6.1.2.1.1.5.0", 4, "x"), &trap));
-  InStream in(trap.data(), static_cast<unsigned>(trap.size()));
-  EXPECT_EQ(3, in.getVersion());
-  int err = v3err::NONE;
-  ASSERT_TRUE(in.readV3Info(err));
-  EXPECT_EQ(std::string(1, '\x03'), in.v3Info()->flags);
-  EXPECT_EQ("v3user", in.v3Info()->userName);
-  EXPECT_EQ(12u, in.v3Info()->authParams.size());
-  const CommunityKeep::Item* item = communityKeep->findItem(id);
-  ASSERT_TRUE(in.decryptAndCheckSignature(err, item->authKey, item->authProtocol,
-                                          item->privKey, item->privProtocol,
-                                          agent->engine));
-  EXPECT_EQ(v3err::NONE, err);
-  EXPECT_EQ(static_cast<int>(wire::TRAP_V2), in.getType());
-  in.enterSeq();
-  int skip;
-  for (int i = 0; i < 3; ++i) in.getInt(&skip);
-  EXPECT_EQ("1.3.6.1.2.1.1.3.0=ticks 1.3.6.1.6.3.1.1.4.1.0=1.3.6.1.4.1.40117.1.1.9.0.1 "
-            "1.3.6.1.2.1.1.5.0=x ", bindings(in));
 }
 
 // The start trap goes out only when its generator is listed, and its
 // maker does not stay.
 TEST_F(Traps, StartupSendsTheStartTrapOnlyWhenListed) {
-  std::vector<unsigned char> trap;
   agent->startup();
   EXPECT_TRUE(sink.receive(50).empty());
   agent->trapGenerators = {START_TRAP_GENERATOR};
