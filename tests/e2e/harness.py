@@ -170,6 +170,25 @@ def start_router(root, log, *options):
     return p
 
 
+def v3_options(users):
+    """net-snmp's options for each user of `users`: name -> (security: 0
+    noAuthNoPriv, 1 authNoPriv, 2 authPriv; auth protocol: 0 MD5, 1 SHA;
+    auth password; priv password, for DES)."""
+    return {name: ["-v3", "-u", name, "-l", ("noAuthNoPriv", "authNoPriv", "authPriv")[sec]]
+            + (["-a", ("MD5", "SHA")[proto], "-A", auth] if sec else [])
+            + (["-x", "DES", "-X", priv] if sec == 2 else []) for name, (sec, proto, auth, priv)
+            in users.items()}
+
+
+def trapd_conf(engine_text):
+    """snmptrapd settings: take every v1 and v2c trap, and v3 traps of the
+    user trapuser (SHA trapauthpass, DES trapprivpass) of the agent whose
+    engine ID is `engine_text`."""
+    return ["disableAuthorization yes", "authUser log trapuser priv",
+            "createUser -e 0x80009cb504%s trapuser SHA trapauthpass DES trapprivpass"
+            % engine_text.encode().hex()]
+
+
 class Trapd:
     """snmptrapd in the foreground on udp:127.0.0.1:162, configured with
     `conf` (lines), logging each trap to workdir/traps.log as `fmt`."""

@@ -27,13 +27,13 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
-from harness import Daemon, Trapd, start_router, stop, tool, wait_for  # noqa: E402
+from harness import (Daemon, Trapd, start_router, stop, tool, trapd_conf, v3_options,  # noqa: E402
+                     wait_for)
 
 KEEP = os.environ.get("DISSECT_KEEP", "")  # a directory to keep the capture in
 ENGINE_TEXT = "dissect-engine"
-ENGINE_HEX = "80009cb504" + ENGINE_TEXT.encode().hex()
 
-# SNMPv3 users: name -> (security, auth protocol, auth password, priv password)
+# SNMPv3 users (harness.v3_options says what the numbers mean).
 USERS = {
     "plainuser": (0, 0, "", ""),
     "md5user": (1, 0, "md5password", ""),
@@ -77,10 +77,7 @@ class World:
         wait_for(lambda: "Capturing on" in open(dumpcap_err).read(), what="dumpcap")
         self.root = os.path.join(self.dir, "root")
         os.makedirs(self.root)
-        self.trapd = Trapd(self.dir, [
-            "disableAuthorization yes",
-            "createUser -e 0x%s trapuser SHA trapauthpass DES trapprivpass" % ENGINE_HEX,
-            "authUser log trapuser priv"], "TRAP %P|%v\n")
+        self.trapd = Trapd(self.dir, trapd_conf(ENGINE_TEXT), "TRAP %P|%v\n")
         self.routerd = start_router(self.root, os.path.join(self.dir, "routerd.log"))
         self.agent = Daemon(os.environ["E2E_DAEMON"], self.root)
         self.agent.start()
@@ -125,10 +122,7 @@ def snmp(program, options, *names):
 
 V1, V2C = ["-v1", "-c", "mallow"], ["-v2c", "-c", "mallow"]
 V1_WRITE, V2C_WRITE = ["-v1", "-c", "private"], ["-v2c", "-c", "private"]
-V3 = {name: ["-v3", "-u", name, "-l", ("noAuthNoPriv", "authNoPriv", "authPriv")[sec]]
-      + (["-a", ("MD5", "SHA")[proto], "-A", auth] if sec else [])
-      + (["-x", "DES", "-X", priv] if sec == 2 else [])
-      for name, (sec, proto, auth, priv) in USERS.items()}
+V3 = v3_options(USERS)
 
 # Requests and whether the agent answers them without an error; the spoilt
 # v3 requests get a report or no answer, which the capture shows.

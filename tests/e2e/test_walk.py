@@ -1,20 +1,15 @@
-"""End to end: net-snmp walks of a known device, compared with expected walks.
-
-tarn-routerd serves the example device model router/models/small-router.json;
-tarn-snmpd reads it over the bus; snmpwalk walks every group and the whole
-tree, and each walk must equal tests/e2e/expected/<group>.walk line for line
-(OID, type, value): a change to the model or to what the agent serves from
-it shows up as a diff to review. After a deliberate change, regenerate with
-WALK_UPDATE=1 ctest -R e2e_walk and read the diff before committing it.
-The model fixes uptime, clock and counters, TZ=UTC the two DateAndTime
+"""End to end: net-snmp walks of the example device model (served by
+tarn-routerd, read over the bus by tarn-snmpd) must equal
+tests/e2e/expected/<group>.walk line for line: OID, type, value. After a
+deliberate change, WALK_UPDATE=1 ctest -R e2e_walk regenerates them; review
+the diff. The model fixes uptime, clock and counters, TZ=UTC the DateAndTime
 objects; the OS identity (...40117.1.1.4.4.0, from uname) is @OS_VERSION@.
 
-The health group registers the voltage, temperature and cpu temperature
-objects (...40117.1.1.3.8, .10, .11) on its first fetch: the first walk of a
-fresh agent reaches .3.9 first, then .10 and .11, and misses .8, which sorts
-before it; later walks show all four. The tests run in file order and share
-one world: the fresh walk, the group walks, two whole walks, then the SETs,
-whose every bus command a tap between the agent and each service records.
+The health group registers voltage, temperature and cpu temperature
+(...40117.1.1.3.8, .10, .11) on its first fetch: a fresh agent's first walk
+reaches .3.9 first, then .10 and .11, and misses .8, which sorts before it.
+The tests share one world in file order: that walk, the group walks, two
+whole walks, then the SETs, whose every bus command a tap records.
 Run by run_e2e.sh (root, private network namespace, port 161).
 """
 import os
