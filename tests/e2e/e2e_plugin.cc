@@ -6,6 +6,7 @@
 //  - .250.3.0, a constant string, for measuring the request path alone;
 //  - the event source "links", which switches the daemon's link trap maker
 //    on and follows link changes of the interface service {20, 0}.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -73,12 +74,8 @@ void followLinks() {
 }
 
 void stopLinks() {
-  for (auto it = trapMakers.begin(); it != trapMakers.end(); ++it) {
-    if (*it == linkTrapMaker) {
-      trapMakers.erase(it);
-      break;
-    }
-  }
+  trapMakers.erase(std::remove(trapMakers.begin(), trapMakers.end(), linkTrapMaker),
+                   trapMakers.end());
   loop->unsubscribe(tarn::u32_vector(20, 0), LINK_CHANGE, linkFilter());
 }
 

@@ -1,10 +1,12 @@
 """What the Python harnesses (tests/e2e, tests/system, tests/hostile) share:
 polling with a deadline, net-snmp's tools without MIB files, the environment
 of a tarn program under a temporary TARN_ROOT, tarn-snmpd as a process with
-its bus commands, snmptrapd on 127.0.0.1:162, and hand-built requests.
-The other folders put tests/e2e on sys.path to import it (and tarnbus).
+its bus commands and tarnctl, tarn-routerd on the example device model,
+snmptrapd on 127.0.0.1:162, and hand-built requests. The other folders put
+tests/e2e on sys.path to import it (and tarnbus).
 """
 import os
+import re
 import shutil
 import signal
 import struct
@@ -16,6 +18,10 @@ import tarnbus as bus
 # net-snmp's tools with no MIB files: numeric output, and no "Cannot find
 # module" lines for the hundreds of modules Debian does not ship.
 TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
+TARNCTL = os.environ.get("E2E_TARNCTL", "")
+MODEL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "router", "models",
+                     "small-router.json")
+ROUTER_SERVICES = (10, 12, 16, 20, 24, 44, 48, 65)
 
 
 def wait_for(check, timeout=10.0, what="condition"):
@@ -103,6 +109,14 @@ class Daemon:
                 return False
         wait_for(answers, what="the daemon on the bus")
 
+    def tarnctl(self, *args):
+        return tarnctl(self.root, "snmp", *args)
+
+    def community_ids(self):
+        """The ids of the communities (and users), by name."""
+        return dict((name, int(i)) for i, name in re.findall(
+            r'^id: (\d+)\nname: "([^"]*)"', self.tarnctl("communities"), re.M))
+
     def restart(self):
         self.proc.send_signal(signal.SIGTERM)
         self.proc.wait(5)
@@ -135,6 +149,44 @@ class Daemon:
             bus.tagged(bus.U32, 15): security, bus.tagged(bus.U32, 20): auth_proto,
             bus.tagged(bus.STRING, 11): auth, bus.tagged(bus.STRING, 12): priv})
         assert not bus.is_error(r), r
+
+
+def tarnctl(root, *args):
+    """Runs tarnctl under `root`, which must succeed; its output."""
+    r = subprocess.run([TARNCTL] + list(args), capture_output=True, text=True, env=program_env(root))
+    assert r.returncode == 0, r.stdout + r.stderr
+    return r.stdout
+
+
+def start_router(root, log, *options):
+    """tarn-routerd serving the example device model under `root`, once all
+    its services listen."""
+    p = subprocess.Popen([os.environ["E2E_ROUTERD"], "--model", MODEL] + list(options),
+                         env=program_env(root),
+                         stdout=subprocess.DEVNULL, stderr=open(log, "w"))
+    for service in ROUTER_SERVICES:
+        wait_for(lambda: os.path.exists(bus.sock_path(root, service)),
+                 what="tarn-routerd's service %d" % service)
+    return p
+
+
+def v3_options(users):
+    """net-snmp's options for each user of `users`: name -> (security: 0
+    noAuthNoPriv, 1 authNoPriv, 2 authPriv; auth protocol: 0 MD5, 1 SHA;
+    auth password; priv password, for DES)."""
+    return {name: ["-v3", "-u", name, "-l", ("noAuthNoPriv", "authNoPriv", "authPriv")[sec]]
+            + (["-a", ("MD5", "SHA")[proto], "-A", auth] if sec else [])
+            + (["-x", "DES", "-X", priv] if sec == 2 else []) for name, (sec, proto, auth, priv)
+            in users.items()}
+
+
+def trapd_conf(engine_text):
+    """snmptrapd settings: take every v1 and v2c trap, and v3 traps of the
+    user trapuser (SHA trapauthpass, DES trapprivpass) of the agent whose
+    engine ID is `engine_text`."""
+    return ["disableAuthorization yes", "authUser log trapuser priv",
+            "createUser -e 0x80009cb504%s trapuser SHA trapauthpass DES trapprivpass"
+            % engine_text.encode().hex()]
 
 
 class Trapd:

@@ -25,44 +25,31 @@ GET, SET, GET_OBJ, SET_OBJ, GET_ALL, ADD_OBJ, REMOVE_OBJ, GET_COUNT = (
 SUBSCRIBE, UNSUBSCRIBE, NOTIFY = 0xfe0020, 0xfe0023, 0xfe0024
 OBJ_ID, OBJ_LIST, NEXT, PAGE_SIZE = 0xfe0001, 0xfe0002, 0xfe0003, 0xfe000c
 
-NATIVE = "="
+# struct codes of the fixed-size values, alone and in arrays (native order).
+FIXED = {BOOL: "?", U32: "I", U64: "Q"}
+FIXED_ARRAYS = {BOOL_ARRAY: "?", U32_ARRAY: "I", U64_ARRAY: "Q"}
 
 
 def tagged(tag, number):
     return (number & 0x07FFFFFF) | tag
 
 
-class Message:
-    """Ordered fields keyed by tagged id."""
+def _pack(fmt, *values):
+    return struct.pack("=" + fmt, *values)
+
+
+def _blob(b):
+    b = b.flatten() if isinstance(b, Message) else b.encode() if isinstance(b, str) else bytes(b)
+    return _pack("I", len(b)) + b
+
+
+class Message(dict):
+    """Fields in order, keyed by tagged id."""
 
     def __init__(self, fields=None):
-        self.fields = []  # list of [tagged id, value]
-        for k, v in (fields or {}).items():
-            self[k] = v
+        super().__init__(fields or {})
 
-    def __setitem__(self, tid, value):
-        for f in self.fields:
-            if f[0] == tid:
-                f[1] = value
-                return
-        self.fields.append([tid, value])
-
-    def __getitem__(self, tid):
-        for f in self.fields:
-            if f[0] == tid:
-                return f[1]
-        raise KeyError(hex(tid))
-
-    def get(self, tid, default=None):
-        try:
-            return self[tid]
-        except KeyError:
-            return default
-
-    def __contains__(self, tid):
-        return any(f[0] == tid for f in self.fields)
-
-    # Typed helpers, by field number.
+    # Typed getters, by field number.
     def u32(self, n, default=None): return self.get(tagged(U32, n), default)
     def string(self, n, default=None): return self.get(tagged(STRING, n), default)
     def flag(self, n, default=None): return self.get(tagged(BOOL, n), default)
@@ -70,36 +57,21 @@ class Message:
     def messages(self, n): return self.get(tagged(MESSAGE_ARRAY, n), [])
 
     def __repr__(self):
-        return "Message(%s)" % ", ".join("%#x=%r" % (k, v) for k, v in self.fields)
+        return "Message(%s)" % ", ".join("%#x=%r" % kv for kv in self.items())
 
     def flatten(self):
-        out = [struct.pack(NATIVE + "I", len(self.fields))]
-        for tid, v in self.fields:
-            out.append(struct.pack(NATIVE + "I", tid))
+        out = [_pack("I", len(self))]
+        for tid, v in self.items():
             tag = tid & TAG_MASK
-            if tag == BOOL:
-                out.append(struct.pack("B", 1 if v else 0))
-            elif tag == U32:
-                out.append(struct.pack(NATIVE + "I", v))
-            elif tag == U64:
-                out.append(struct.pack(NATIVE + "Q", v))
+            out.append(_pack("I", tid))
+            if tag in FIXED:
+                out.append(_pack(FIXED[tag], v))
+            elif tag in FIXED_ARRAYS:
+                out.append(_pack("I%d%s" % (len(v), FIXED_ARRAYS[tag]), len(v), *v))
             elif tag in (STRING, RAW):
-                b = v.encode() if isinstance(v, str) else bytes(v)
-                out.append(struct.pack(NATIVE + "I", len(b)) + b)
-            elif tag == BOOL_ARRAY:
-                out.append(struct.pack(NATIVE + "I", len(v)) + bytes(1 if x else 0 for x in v))
-            elif tag == U32_ARRAY:
-                out.append(struct.pack(NATIVE + "I%dI" % len(v), len(v), *v))
-            elif tag == U64_ARRAY:
-                out.append(struct.pack(NATIVE + "I%dQ" % len(v), len(v), *v))
+                out.append(_blob(v))
             elif tag in (STRING_ARRAY, RAW_ARRAY, MESSAGE_ARRAY):
-                out.append(struct.pack(NATIVE + "I", len(v)))
-                for e in v:
-                    if isinstance(e, Message):
-                        e = e.flatten()
-                    elif isinstance(e, str):
-                        e = e.encode()
-                    out.append(struct.pack(NATIVE + "I", len(e)) + bytes(e))
+                out += [_pack("I", len(v))] + [_blob(e) for e in v]
             else:
                 raise ValueError("unknown tag %#x" % tag)
         return b"".join(out)
@@ -108,48 +80,38 @@ class Message:
     def parse(data):
         pos = 0
 
-        def take(n):
+        def take(fmt, count=None):
+            """One value, or a list of `count` (struct.error if truncated)."""
             nonlocal pos
+            fmt = "=%d%s" % (1 if count is None else count, fmt)
+            values = struct.unpack_from(fmt, data, pos)
+            pos += struct.calcsize(fmt)
+            return values[0] if count is None else list(values)
+
+        def blob():
+            nonlocal pos
+            n = take("I")
             if pos + n > len(data):
                 raise ValueError("truncated")
-            b = data[pos:pos + n]
             pos += n
-            return b
-
-        def u32():
-            return struct.unpack(NATIVE + "I", take(4))[0]
+            return data[pos - n:pos]
 
         m = Message()
-        for _ in range(u32()):
-            tid = u32()
+        for _ in range(take("I")):
+            tid = take("I")
             tag = tid & TAG_MASK
-            if tag == BOOL:
-                v = take(1)[0] != 0
-            elif tag == U32:
-                v = u32()
-            elif tag == U64:
-                v = struct.unpack(NATIVE + "Q", take(8))[0]
-            elif tag == STRING:
-                v = take(u32()).decode("latin-1")
-            elif tag == RAW:
-                v = take(u32())
-            elif tag == BOOL_ARRAY:
-                v = [b != 0 for b in take(u32())]
-            elif tag == U32_ARRAY:
-                n = u32()
-                v = list(struct.unpack(NATIVE + "%dI" % n, take(4 * n)))
-            elif tag == U64_ARRAY:
-                n = u32()
-                v = list(struct.unpack(NATIVE + "%dQ" % n, take(8 * n)))
-            elif tag == STRING_ARRAY:
-                v = [take(u32()).decode("latin-1") for _ in range(u32())]
-            elif tag == RAW_ARRAY:
-                v = [take(u32()) for _ in range(u32())]
-            elif tag == MESSAGE_ARRAY:
-                v = [Message.parse(take(u32())) for _ in range(u32())]
+            if tag in FIXED:
+                m[tid] = take(FIXED[tag])
+            elif tag in FIXED_ARRAYS:
+                m[tid] = take(FIXED_ARRAYS[tag], take("I"))
+            elif tag in (STRING, RAW):
+                m[tid] = blob().decode("latin-1") if tag == STRING else blob()
+            elif tag in (STRING_ARRAY, RAW_ARRAY, MESSAGE_ARRAY):
+                parts = [blob() for _ in range(take("I"))]
+                m[tid] = ([p.decode("latin-1") for p in parts] if tag == STRING_ARRAY else
+                          [Message.parse(p) for p in parts] if tag == MESSAGE_ARRAY else parts)
             else:
                 raise ValueError("unknown tag %#x" % tag)
-            m.fields.append([tid, v])
         if pos != len(data):
             raise ValueError("trailing bytes")
         return m
@@ -163,16 +125,8 @@ def sock_path(root, service):
     return os.path.join(bus_dir(root), "%d.sock" % service)
 
 
-def read_frame(sock):
-    head = _read_exact(sock, 4)
-    if head is None:
-        return None
-    (n,) = struct.unpack(NATIVE + "I", head)
-    body = _read_exact(sock, n)
-    return None if body is None else Message.parse(body)
-
-
-def _read_exact(sock, n):
+def read_exact(sock, n):
+    """n bytes, or None at the end of the stream."""
     buf = b""
     while len(buf) < n:
         chunk = sock.recv(n - len(buf))
@@ -182,9 +136,26 @@ def _read_exact(sock, n):
     return buf
 
 
+def read_frame(sock):
+    head = read_exact(sock, 4)
+    body = head and read_exact(sock, struct.unpack("=I", head)[0])
+    return None if body is None else Message.parse(body)
+
+
 def write_frame(sock, msg):
-    body = msg.flatten()
-    sock.sendall(struct.pack(NATIVE + "I", len(body)) + body)
+    sock.sendall(_blob(msg))
+
+
+def send(root, path, code, fields, source):
+    """One command or notification to `path` from `source`, not awaiting a
+    reply (as a service notifies its subscribers)."""
+    m = Message(fields)
+    m.update({tagged(U32_ARRAY, DST): list(path), tagged(U32_ARRAY, SRC): list(source),
+              tagged(U32, CMD): code})
+    s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    s.connect(sock_path(root, path[0]))
+    write_frame(s, m)
+    s.close()
 
 
 class Client:
@@ -193,23 +164,16 @@ class Client:
     def __init__(self, root, me=(999, 0)):
         self.root, self.me, self.seq, self.conns = root, list(me), 1, {}
 
-    def _conn(self, service):
-        if service not in self.conns:
-            s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-            s.settimeout(10)
-            s.connect(sock_path(self.root, service))
-            self.conns[service] = s
-        return self.conns[service]
-
     def request(self, path, cmd, fields=None, timeout=10):
         """Sends a command and returns the reply Message."""
         m = Message(fields)
-        m[tagged(U32_ARRAY, DST)] = list(path)
-        m[tagged(U32_ARRAY, SRC)] = self.me
-        m[tagged(U32, CMD)] = cmd
         self.seq += 1
-        m[tagged(U32, SEQ)] = self.seq
-        s = self._conn(path[0])
+        m.update({tagged(U32_ARRAY, DST): list(path), tagged(U32_ARRAY, SRC): self.me,
+                  tagged(U32, CMD): cmd, tagged(U32, SEQ): self.seq})
+        if path[0] not in self.conns:
+            self.conns[path[0]] = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+            self.conns[path[0]].connect(sock_path(self.root, path[0]))
+        s = self.conns[path[0]]
         s.settimeout(timeout)
         write_frame(s, m)
         while True:
@@ -231,20 +195,17 @@ def is_error(reply):
 
 class FakeService:
     """Listens on <root>/tarn/run/bus/<service>.sock in a thread and answers
-    every command with handler(message) -> Message (or None for no reply).
-    Keeps the connections so that it can also send notifications."""
+    every command with handler(message) -> Message (or None for no reply)."""
 
     def __init__(self, root, service, handler):
         os.makedirs(bus_dir(root), mode=0o700, exist_ok=True)
-        self.path = sock_path(root, service)
-        if os.path.exists(self.path):
-            os.unlink(self.path)
+        path = sock_path(root, service)
+        if os.path.exists(path):
+            os.unlink(path)
         self.srv = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.srv.bind(self.path)
+        self.srv.bind(path)
         self.srv.listen(16)
-        self.root, self.handler, self.service = root, handler, service
-        self.received, self.conns = [], []
-        self.lock = threading.Lock()
+        self.handler, self.conns = handler, []
         threading.Thread(target=self._accept, daemon=True).start()
 
     def _accept(self):
@@ -253,47 +214,30 @@ class FakeService:
                 c, _ = self.srv.accept()
             except OSError:
                 return
-            with self.lock:
-                self.conns.append(c)
+            self.conns.append(c)
             threading.Thread(target=self._serve, args=(c,), daemon=True).start()
 
     def _serve(self, c):
         while True:
             try:
                 m = read_frame(c)
-            except (OSError, ValueError):
+            except (OSError, ValueError, struct.error):
                 return
             if m is None:
                 return
-            with self.lock:
-                self.received.append(m)
             if m.get(tagged(BOOL, IS_REPLY)):
                 continue
             r = self.handler(m)
             if r is None or tagged(U32, SEQ) not in m:
                 continue
-            r[tagged(U32_ARRAY, DST)] = m.u32s(SRC)
-            r[tagged(U32_ARRAY, SRC)] = m.u32s(DST)
-            r[tagged(U32, SEQ)] = m.u32(SEQ)
-            r[tagged(BOOL, IS_REPLY)] = True
+            r.update({tagged(U32_ARRAY, DST): m.u32s(SRC), tagged(U32_ARRAY, SRC): m.u32s(DST),
+                      tagged(U32, SEQ): m.u32(SEQ), tagged(BOOL, IS_REPLY): True})
             try:
                 write_frame(c, r)
             except OSError:
                 return
 
-    def notify(self, to_path, code, fields, source_path):
-        """Sends a notification to a subscriber's service socket."""
-        m = Message(fields)
-        m[tagged(U32_ARRAY, DST)] = list(to_path)
-        m[tagged(U32_ARRAY, SRC)] = list(source_path)
-        m[tagged(U32, CMD)] = code
-        s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        s.connect(sock_path(self.root, to_path[0]))
-        write_frame(s, m)
-        s.close()
-
     def close(self):
         self.srv.close()
-        with self.lock:
-            for c in self.conns:
-                c.close()
+        for c in self.conns:
+            c.close()

@@ -18,7 +18,6 @@ import os
 import re
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
@@ -28,20 +27,13 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
-from harness import Daemon, Trapd, program_env, stop, tool, wait_for  # noqa: E402
+from harness import (Daemon, Trapd, start_router, stop, tool, trapd_conf, v3_options,  # noqa: E402
+                     wait_for)
 
-DAEMON = os.environ.get("E2E_DAEMON", "")
-ROUTERD = os.environ.get("E2E_ROUTERD", "")
-TARNCTL = os.environ.get("E2E_TARNCTL", "")
 KEEP = os.environ.get("DISSECT_KEEP", "")  # a directory to keep the capture in
-
-HERE = os.path.dirname(os.path.abspath(__file__))
-MODEL = os.path.join(HERE, "..", "..", "router", "models", "small-router.json")
-ROUTER_SERVICES = (10, 12, 16, 20, 24, 44, 48, 65)
 ENGINE_TEXT = "dissect-engine"
-ENGINE_HEX = "80009cb504" + ENGINE_TEXT.encode().hex()
 
-# SNMPv3 users: name -> (security, auth protocol, auth password, priv password)
+# SNMPv3 users (harness.v3_options says what the numbers mean).
 USERS = {
     "plainuser": (0, 0, "", ""),
     "md5user": (1, 0, "md5password", ""),
@@ -78,26 +70,18 @@ class World:
     def __init__(self):
         self.dir = tempfile.mkdtemp(prefix="tarn-dissect-")
         self.pcap = os.path.join(self.dir, "agent.pcap")
-        self.dumpcap_err = os.path.join(self.dir, "dumpcap.err")
+        dumpcap_err = os.path.join(self.dir, "dumpcap.err")
         self.dumpcap = subprocess.Popen(
             ["dumpcap", "-q", "-i", "lo", "-f", "udp port 161 or udp port 162", "-w", self.pcap],
-            stdout=subprocess.DEVNULL, stderr=open(self.dumpcap_err, "w"))
-        wait_for(lambda: "Capturing on" in open(self.dumpcap_err).read(), what="dumpcap")
+            stdout=subprocess.DEVNULL, stderr=open(dumpcap_err, "w"))
+        wait_for(lambda: "Capturing on" in open(dumpcap_err).read(), what="dumpcap")
         self.root = os.path.join(self.dir, "root")
         os.makedirs(self.root)
-        self.env = program_env(self.root)
-        self.trapd = Trapd(self.dir, [
-            "disableAuthorization yes",
-            "createUser -e 0x%s trapuser SHA trapauthpass DES trapprivpass" % ENGINE_HEX,
-            "authUser log trapuser priv"], "TRAP %P|%v\n")
-        self.routerd = subprocess.Popen([ROUTERD, "--model", MODEL], env=self.env,
-                                        stdout=subprocess.DEVNULL,
-                                        stderr=open(os.path.join(self.dir, "routerd.log"), "w"))
-        for service in ROUTER_SERVICES:
-            wait_for(lambda: os.path.exists(bus.sock_path(self.root, service)),
-                     what="tarn-routerd's service %d" % service)
-        self.agent = Daemon(DAEMON, self.root)
+        self.trapd = Trapd(self.dir, trapd_conf(ENGINE_TEXT), "TRAP %P|%v\n")
+        self.routerd = start_router(self.root, os.path.join(self.dir, "routerd.log"))
+        self.agent = Daemon(os.environ["E2E_DAEMON"], self.root)
         self.agent.start()
+        self.tarnctl = self.agent.tarnctl
         self.tarnctl("set", "enabled=yes", "engine-id=" + ENGINE_TEXT)
         self.tarnctl("community", "add", "private", "read=yes", "write=yes")
         for name, user in USERS.items():
@@ -105,27 +89,14 @@ class World:
         interfaces = re.search(r"^(0x[0-9a-f]+) interfaces$", self.tarnctl("generators"), re.M)
         self.tarnctl("set", "trap-target=127.0.0.1",
                      "trap-generators=start-trap,%d" % int(interfaces.group(1), 16))
-        self.ids = dict((name, int(i)) for i, name in re.findall(
-            r'^id: (\d+)\nname: "([^"]*)"', self.tarnctl("communities"), re.M))
-        wait_for(lambda: snmp("snmpget", V2C, SYS_DESCR)[0] == 0,
-                 what="the agent on UDP 161")
-
-    def tarnctl(self, *args):
-        r = subprocess.run([TARNCTL, "snmp"] + list(args), capture_output=True, text=True,
-                           env=self.env)
-        assert r.returncode == 0, r.stdout + r.stderr
-        return r.stdout
+        self.ids = self.agent.community_ids()
+        wait_for(lambda: snmp("snmpget", V2C, SYS_DESCR)[0] == 0, what="the agent on UDP 161")
 
     def link_event(self, state):
         """A link change from the interface list {20, 0}, as the interface
         service notifies its subscribers."""
-        s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        s.connect(bus.sock_path(self.root, 161))
-        bus.write_frame(s, bus.Message({
-            bus.tagged(bus.U32_ARRAY, bus.DST): [161, 0], bus.tagged(bus.U32_ARRAY, bus.SRC): [20, 0],
-            bus.tagged(bus.U32, bus.CMD): 0x10004, bus.tagged(bus.U32, bus.OBJ_ID): LINK_IF,
-            bus.tagged(bus.U32, 0x10003): state}))
-        s.close()
+        bus.send(self.root, [161, 0], 0x10004, {bus.tagged(bus.U32, bus.OBJ_ID): LINK_IF,
+                                                bus.tagged(bus.U32, 0x10003): state}, [20, 0])
 
     def stop_capture(self):
         """Ends the capture, after a moment for dumpcap to read the last
@@ -151,10 +122,7 @@ def snmp(program, options, *names):
 
 V1, V2C = ["-v1", "-c", "mallow"], ["-v2c", "-c", "mallow"]
 V1_WRITE, V2C_WRITE = ["-v1", "-c", "private"], ["-v2c", "-c", "private"]
-V3 = {name: ["-v3", "-u", name, "-l", ("noAuthNoPriv", "authNoPriv", "authPriv")[sec]]
-      + (["-a", ("MD5", "SHA")[proto], "-A", auth] if sec else [])
-      + (["-x", "DES", "-X", priv] if sec == 2 else [])
-      for name, (sec, proto, auth, priv) in USERS.items()}
+V3 = v3_options(USERS)
 
 # Requests and whether the agent answers them without an error; the spoilt
 # v3 requests get a report or no answer, which the capture shows.
@@ -168,9 +136,10 @@ REQUESTS = [
     ("snmpset", V1, [SYS_NAME, "s", "x"], False),  # readOnly: the community may not write
     ("snmpset", V2C, [SYS_NAME, "s", "x"], False),
     ("snmpset", V2C_WRITE, [MISSING, "s", "x"], False),  # noSuchName
-] + [("snmpget", V3[name], [SYS_DESCR], True) for name in USERS if name != "trapuser"] + [
+] + [("snmpget", V3[name], [SYS_DESCR], True) for name in USERS] + [
     ("snmpgetnext", V3["desuser"], [SYS_DESCR], True),
     ("snmpget", ["-v3", "-u", "nosuchuser", "-l", "noAuthNoPriv"], [SYS_DESCR], False),
+    ("snmpget", ["-v3", "-u", "md5user", "-l", "noAuthNoPriv"], [SYS_DESCR], False),
     ("snmpget", ["-v3", "-u", "md5user", "-l", "authNoPriv", "-a", "MD5", "-A", "wrongpassword"],
      [SYS_DESCR], False),
     ("snmpget", ["-v3", "-u", "desuser", "-l", "authPriv", "-a", "MD5", "-A", "despassword",
@@ -297,7 +266,7 @@ def count(packets, **want):
 
 V3_EXCHANGES = [  # (user, the auth and crypt flags of the replies, responses)
     ("plainuser", "0", "0", 1), ("md5user", "1", "0", 1), ("shauser", "1", "0", 1),
-    ("desuser", "1", "1", 2),
+    ("desuser", "1", "1", 2), ("trapuser", "1", "1", 1),
 ]
 
 
@@ -312,8 +281,9 @@ def test_capture_holds_every_kind_of_pdu(packets):
         for status in (2, 4):  # noSuchName, readOnly
             assert count(packets, src=161, version=version, data=2, status=status), (version, status)
     reports = [p.name for p in packets if p.src == "161" and p.data == "8"]
-    assert sorted(set(reports)) == ["1.3.6.1.6.3.15.1.1.%d.0" % n for n in (3, 4, 5)], reports
-    assert reports.count("1.3.6.1.6.3.15.1.1.4.0") == 8  # one discovery per v3 manager run
+    assert sorted(set(reports)) == ["1.3.6.1.6.3.15.1.1.%d.0" % n for n in (1, 3, 4, 5)], reports
+    discoveries = len([r for r in REQUESTS if r[1][0] == "-v3"])  # one per v3 manager run
+    assert reports.count("1.3.6.1.6.3.15.1.1.4.0") == discoveries
     for user, auth, crypt, responses in V3_EXCHANGES:
         assert count(packets, src=161, user=user, data=2, auth=auth, crypt=crypt) == responses, user
 

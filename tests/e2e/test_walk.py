@@ -1,35 +1,16 @@
-"""End to end: net-snmp walks of a known device, compared with expected walks.
+"""End to end: net-snmp walks of the example device model (served by
+tarn-routerd, read over the bus by tarn-snmpd) must equal
+tests/e2e/expected/<group>.walk line for line: OID, type, value. After a
+deliberate change, WALK_UPDATE=1 ctest -R e2e_walk regenerates them; review
+the diff. The model fixes uptime, clock and counters, TZ=UTC the DateAndTime
+objects; the OS identity (...40117.1.1.4.4.0, from uname) is @OS_VERSION@.
 
-tarn-routerd serves the example device model router/models/small-router.json
-exactly as written; tarn-snmpd reads it over the bus; snmpwalk (an
-independent manager) walks every group and the whole tree, and each walk
-must equal tests/e2e/expected/<group>.walk line for line: OID, type and
-value. The model is the documented example on purpose: it exercises every
-module, and a change to it, or to anything the agent serves from it, shows
-up here as a diff to review. After a deliberate change, regenerate with
-
-    WALK_UPDATE=1 ctest -R e2e_walk        (in the build directory)
-
-and read the diff of tests/e2e/expected/ before committing it.
-
-Nothing in a walk varies between runs: the model fixes the uptime and the
-clock, TZ=UTC fixes the local time of the two DateAndTime objects, and the
-counters are the model's. The one value that comes from the host is the OS
-identity (1.3.6.1.4.1.40117.1.1.4.4.0, uname's system and release); the
-walks carry it as @OS_VERSION@.
-
-Walk order matters for health: the voltage, temperature and cpu temperature
-objects (...40117.1.1.3.8, .10, .11) are registered by the first fetch of
-the health group. The first walk of a fresh agent therefore reaches .3.9
-first (its read registers the other three), goes on to .10 and .11, and
-misses .8, which sorts before it; every later walk shows all four. The
-tests run in file order and share one world: the fresh walk, the group
-walks, two more whole walks, then the SETs (which change the device).
-
-Between the agent and each of tarn-routerd's services sits a tap that
-records every command, so the SET tests see exactly what each SET writes.
-
-Run by run_e2e.sh (needs root for the namespace and port 161).
+The health group registers voltage, temperature and cpu temperature
+(...40117.1.1.3.8, .10, .11) on its first fetch: a fresh agent's first walk
+reaches .3.9 first, then .10 and .11, and misses .8, which sorts before it.
+The tests share one world in file order: that walk, the group walks, two
+whole walks, then the SETs, whose every bus command a tap records.
+Run by run_e2e.sh (root, private network namespace, port 161).
 """
 import os
 import shutil
@@ -45,21 +26,17 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
-from harness import TOOL_ENV, program_env, stop, tool, wait_for  # noqa: E402
+from harness import (ROUTER_SERVICES, TOOL_ENV, Daemon, start_router, stop, tarnctl,  # noqa: E402
+                     tool, wait_for)
 
-DAEMON = os.environ.get("E2E_DAEMON", "")
-ROUTERD = os.environ.get("E2E_ROUTERD", "")
-TARNCTL = os.environ.get("E2E_TARNCTL", "")
+os.environ["TZ"] = "UTC"  # for every program the tests start
 UPDATE = os.environ.get("WALK_UPDATE", "") not in ("", "0")
-
 HERE = os.path.dirname(os.path.abspath(__file__))
 EXPECTED = os.path.join(HERE, "expected")
-MODEL = os.path.join(HERE, "..", "..", "router", "models", "small-router.json")
 MIBS = os.path.join(HERE, "..", "..", "mibs")
 OS_LINE = ".1.3.6.1.4.1.40117.1.1.4.4.0 = STRING: "
 OS_VERSION = "%s %s" % (os.uname().sysname, os.uname().release)
 VOLTAGE = ".1.3.6.1.4.1.40117.1.1.3.8.0 = "
-ROUTER_SERVICES = (10, 12, 16, 20, 24, 44, 48, 65)
 
 # The groups in OID order: together they are the whole served tree.
 GROUPS = [
@@ -74,16 +51,14 @@ GROUPS = [
 
 
 class Tap:
-    """Takes the place of one service's bus socket: the service's own socket
-    is moved aside, and every connection to the old path is passed on to it
-    frame by frame, unchanged, in both directions. The commands that go
-    through are recorded (parsed copies) in `seen`."""
+    """Takes the place of one service's bus socket (moved aside) and passes
+    every connection on to it frame by frame, unchanged, both ways; the
+    commands that go through are recorded, parsed, in `seen`."""
 
     def __init__(self, root, service):
         path = bus.sock_path(root, service)
-        self.moved = path + ".tapped"
+        self.moved, self.seen = path + ".tapped", []
         os.rename(path, self.moved)
-        self.seen = []
         self.srv = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self.srv.bind(path)
         self.srv.listen(16)
@@ -97,14 +72,14 @@ class Tap:
                 return
             up = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
             up.connect(self.moved)
-            threading.Thread(target=self._pump, args=(down, up, True), daemon=True).start()
-            threading.Thread(target=self._pump, args=(up, down, False), daemon=True).start()
+            for src, dst, record in ((down, up, True), (up, down, False)):
+                threading.Thread(target=self._pump, args=(src, dst, record), daemon=True).start()
 
     def _pump(self, src, dst, record):
         try:
             while True:
-                head = bus._read_exact(src, 4)
-                body = head and bus._read_exact(src, struct.unpack("=I", head)[0])
+                head = bus.read_exact(src, 4)
+                body = head and bus.read_exact(src, struct.unpack("=I", head)[0])
                 if body is None:
                     break
                 if record:
@@ -118,53 +93,26 @@ class Tap:
             except OSError:
                 pass
 
-    def commands(self, path):
-        """The recorded commands addressed to `path`."""
-        return [m for m in self.seen if m.u32s(bus.DST) == list(path)]
-
-    def close(self):
-        self.srv.close()
-
 
 class World:
     def __init__(self):
         self.root = tempfile.mkdtemp(prefix="tarn-walk-")
-        self.env = dict(program_env(self.root), TZ="UTC")
-        self.procs = []
         self.router_err = os.path.join(self.root, "routerd.log")
-        self.agent_out = os.path.join(self.root, "snmpd.out")
-        self.agent_err = os.path.join(self.root, "snmpd.err")
         # Both actions are carried out (and logged) by a model, harmlessly.
-        self.spawn([ROUTERD, "--model", MODEL, "--allow-reboot", "--allow-scripts"],
-                   os.devnull, self.router_err)
-        for service in ROUTER_SERVICES:
-            wait_for(lambda: os.path.exists(bus.sock_path(self.root, service)),
-                     what="tarn-routerd's service %d" % service)
+        self.routerd = start_router(self.root, self.router_err, "--allow-reboot", "--allow-scripts")
         self.taps = {service: Tap(self.root, service) for service in ROUTER_SERVICES}
-        self.agent = self.spawn([DAEMON], self.agent_out, self.agent_err)
-        self.tarnctl("snmp", "set", "enabled=yes", "contact=noc@example.net",
-                     "location=rack 4")
-        self.tarnctl("snmp", "community", "add", "private", "read=yes", "write=yes")
+        self.agent = Daemon(os.environ["E2E_DAEMON"], self.root)
+        self.agent.start()
+        self.agent.tarnctl("set", "enabled=yes", "contact=noc@example.net", "location=rack 4")
+        self.agent.tarnctl("community", "add", "private", "read=yes", "write=yes")
         wait_for(lambda: snmp("snmpget", "mallow", "1.3.6.1.2.1.1.1.0")[0] == 0,
                  what="the agent on UDP 161")
 
-    def spawn(self, argv, out, err):
-        p = subprocess.Popen(argv, env=self.env, stdout=open(out, "w"), stderr=open(err, "w"))
-        self.procs.append(p)
-        return p
-
-    def tarnctl(self, *args):
-        """Runs tarnctl until it succeeds (the agent may still be starting)."""
-        def run():
-            r = subprocess.run([TARNCTL] + list(args), capture_output=True, text=True,
-                               env=self.env)
-            return r if r.returncode == 0 else None
-        return wait_for(run, what="tarnctl " + " ".join(args)).stdout
-
     def close(self):
-        stop(self.procs, grace=5)
+        stop([self.routerd], grace=5)
+        self.agent.close()
         for tap in self.taps.values():
-            tap.close()
+            tap.srv.close()
         shutil.rmtree(self.root, ignore_errors=True)
 
 
@@ -205,16 +153,14 @@ def test_first_walk_misses_only_the_voltage(world):
     if UPDATE:
         return
     assert first == [line for line in whole_tree() if not line.startswith(VOLTAGE)]
-    out = open(world.agent_out).read()
-    assert "+ voltage\n+ temperature\n+ cpu temperature\n" in out
+    assert "+ voltage\n+ temperature\n+ cpu temperature\n" in world.agent.stdout()
 
 
 @pytest.mark.parametrize("group,oid", GROUPS)
 def test_group_walk(world, group, oid):
     got = walk(oid)
-    path = os.path.join(EXPECTED, group + ".walk")
     if UPDATE:
-        with open(path, "w") as f:
+        with open(os.path.join(EXPECTED, group + ".walk"), "w") as f:
             f.write("# snmpwalk -v2c -On -Oe %s of router/models/small-router.json "
                     "(TZ=UTC); regenerate: WALK_UPDATE=1\n" % oid)
             f.write("\n".join(got) + "\n")
@@ -269,7 +215,7 @@ def writes(world, since):
         for m in tap.seen[since[service]:]:
             if m.u32(bus.CMD) in READS:
                 continue
-            data = sorted((tid, v) for tid, v in m.fields if tid & 0x07FFFFFF not in ENVELOPE)
+            data = sorted((tid, v) for tid, v in m.items() if tid & 0x07FFFFFF not in ENVELOPE)
             out.append((tuple(m.u32s(bus.DST)), m.u32(bus.CMD), data))
     return sorted(out)
 
@@ -315,30 +261,23 @@ def test_set_sends_exactly(world, oid, kind, value, sent):
     assert writes(world, since) == sorted(sent)
 
 
-def settle():
-    """The agent keeps a SET's value in its cache, refused or not, until the
-    cache is dropped (its timer looks every 25 ticks for 25 ticks without a
-    read, so at most 0.5 s after the last one); then the service's own value
-    is read again."""
+# The value each SET object reads after the agent's cache of its SETs is
+# dropped (its timer looks every 25 ticks for 25 ticks without a read, so at
+# most 0.5 s after the last one): a refused object reads as it was served.
+AFTER = [(SYS_NAME, 'STRING: "edge-02"'), (SCRIPT + "2.2", 'STRING: "failover-2"'),
+         (SCRIPT + "3.1", "INTEGER: 0"), (REBOOT, "INTEGER: 0")] + [
+    (oid, None) for oid in (SYS_CONTACT, SYS_LOCATION, SYS_DESCR, SYS_UPTIME, IF_DESCR,
+                            ROUTE_METRIC, PEER_IDENTITY)]
+
+
+def test_sets_changed_only_the_writable_objects(world):
     time.sleep(1.0)
-
-
-def test_writable_objects_changed_the_device(world):
-    settle()
-    assert get(SYS_NAME) == 'STRING: "edge-02"'
-    assert 'str:12="edge-02"' in world.tarnctl("send", "24/1", "get")
-    scripts = world.tarnctl("list", "48/101")
+    for oid, value in AFTER:
+        assert get(oid) == (value or served(oid)), oid
+    assert 'str:12="edge-02"' in tarnctl(world.root, "send", "24/1", "get")
+    scripts = tarnctl(world.root, "list", "48/101")
     assert '"failover-2"' in scripts and '"backup"' in scripts, scripts
-    assert get(SCRIPT + "2.2") == 'STRING: "failover-2"'
-    assert get(SCRIPT + "3.1") == "INTEGER: 0" and get(REBOOT) == "INTEGER: 0"
     log = open(world.router_err).read()
     assert log.count("reboot requested by 161/0: rebooting\n") == 1, log
     assert log.count("run of script 1 requested by 161/0: done\n") == 1, log
-
-
-def test_refused_objects_are_unchanged(world):
-    settle()
-    for oid in (SYS_CONTACT, SYS_LOCATION, SYS_DESCR, SYS_UPTIME, IF_DESCR, ROUTE_METRIC,
-                PEER_IDENTITY):
-        assert get(oid) == served(oid), oid
-    assert 'contact: "noc@example.net"' in world.tarnctl("snmp", "show")
+    assert 'contact: "noc@example.net"' in world.agent.tarnctl("show")
