@@ -1,6 +1,6 @@
 // The cache rule on a manual clock: fills, idle and age drops at their exact
 // limits, the empty fill, a fill reading its own cache, and the clock
-// wrapping around.
+// wrapping around; then the timer on the platform runner.
 #include "data/cache_update_timeout.h"
 
 #include <gtest/gtest.h>
@@ -9,14 +9,14 @@
 
 #include "data/data.h"
 #include "data/single_provider.h"
+#include "platform/runner.h"
 
 namespace {
 
 // A manual clock and a one-slot timer in place of the platform. As on the
 // target, the clock ticks every 10 ms and the timer delay is in ms.
-unsigned now, armedAt, armedDelay;
+unsigned now, armedAt, armedDelay, disarms;
 CacheUpdateTimeout* armed;  // null when no timer is pending
-int disarms;
 
 void fire() {
   CacheUpdateTimeout* c = armed;
@@ -28,18 +28,16 @@ void fire() {
 // reads its own cache while filling (a builder consulting providers).
 class CountingProvider : public SingleProvider {
  public:
-  explicit CountingProvider(bool yields = true, bool reentrant = false) : yields_(yields), reentrant_(reentrant) {}
+  explicit CountingProvider(bool yields = true, bool reentrant = false) : yields(yields), reentrant(reentrant) {}
   Data* getData() override {
-    if (reentrant_) inner.push_back(get());
+    if (reentrant) inner.push_back(get());
     fills.push_back(now);
-    return yields_ ? new Data : nullptr;
+    return yields ? new Data : nullptr;
   }
   bool setData(Data*) override { return true; }
   std::vector<unsigned> fills;
   std::vector<Data*> inner;
-
- private:
-  bool yields_, reentrant_;
+  bool yields, reentrant;
 };
 
 class CacheRule : public ::testing::Test {
@@ -48,9 +46,8 @@ class CacheRule : public ::testing::Test {
     cacheTimerHooks = {[] { return now; },
                        [](CacheUpdateTimeout* c, unsigned delay) { armed = c, armedAt = now, armedDelay = delay; },
                        [](CacheUpdateTimeout*) { armed = nullptr, ++disarms; }};
-    now = 0;
+    now = disarms = 0;
     armed = nullptr;
-    disarms = 0;
   }
   ~CacheRule() override { cacheTimerHooks = saved_; }
 
@@ -65,10 +62,7 @@ std::vector<unsigned> run(CountingProvider& p, unsigned start, unsigned span, co
   for (unsigned t = 0; t < span; ++t) {
     now = start + t;
     if (armed && (now - armedAt) * 10 >= armedDelay) fire();
-    if (next < reads.size() && reads[next] == t) {
-      p.get();
-      ++next;
-    }
+    if (next < reads.size() && reads[next] == t) p.get(), ++next;
   }
   std::vector<unsigned> offsets;
   for (unsigned f : p.fills) offsets.push_back(f - start);
@@ -106,47 +100,56 @@ TEST_F(CacheRule, RecheckDropsAtExactlyTheLimits) {
   };
   for (const Case& c : cases) {
     CountingProvider p;
-    now = c.start;
-    p.get();
-    now = c.start + c.lastRead;
-    p.get();
+    for (unsigned t : {0u, c.lastRead}) now = c.start + t, p.get();
     now = c.start + c.check;
     fire();
     EXPECT_EQ(armed == &p, c.kept) << c.start << " " << c.check;
-    EXPECT_EQ(armedDelay, 25u);
     p.get();
     EXPECT_EQ(p.fills.size(), c.kept ? 1u : 2u) << c.start << " " << c.check;
     armed = nullptr;
   }
 }
 
-TEST_F(CacheRule, EmptyFillIsNotRetriedUntilDropped) {
-  CountingProvider p(false);
+// An empty fill is kept until dropped. A fill that reads its own provider
+// finds the cache marked filled (and still empty) instead of recursing;
+// invalidateData drops the cache and cancels the timer once.
+TEST_F(CacheRule, EmptyFillKeptAndFillMarksTheCacheFirst) {
+  CountingProvider empty(false);
   for (unsigned t : {0u, 10u, 20u, 44u}) {
     now = t;
-    EXPECT_EQ(p.get(), nullptr);
+    EXPECT_EQ(empty.get(), nullptr);
     if (t == 20) fire();  // idle 0: kept
   }
   now = 69;
   fire();  // idle 25: dropped
-  EXPECT_EQ(armed, nullptr);
-  EXPECT_EQ(p.get(), nullptr);
-  EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 69}));
-}
-
-// A fill that reads its own provider finds the cache marked filled (and
-// still empty) instead of recursing; invalidateData drops the cache and
-// cancels the timer once.
-TEST_F(CacheRule, FillMarksTheCacheFirstAndInvalidateDropsAtOnce) {
+  EXPECT_EQ(empty.get(), nullptr);
+  EXPECT_EQ(empty.fills, (std::vector<unsigned>{0, 69}));
   CountingProvider p(true, true);
+  disarms = 0;
   EXPECT_NE(p.get(), nullptr);
   EXPECT_EQ(p.inner, std::vector<Data*>{nullptr});
   p.invalidateData();
   p.invalidateData();  // nothing pending: nothing to cancel
   EXPECT_EQ(disarms, 1);
-  now = 1;
   p.get();
-  EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 1}));
+  EXPECT_EQ(p.fills, (std::vector<unsigned>{69, 69}));
+}
+
+// Bound to the platform runner: filling arms a timer, invalidating or
+// destroying the cache cancels it; without a runner nothing is armed.
+TEST(CacheTimerOnRunner, ArmsAndCancels) {
+  tarn::ThinRunner *saved = tarn::getRunner(), runner;
+  tarn::setRunner(&runner);
+  CountingProvider p;
+  p.get(), p.get();  // cached: one timer
+  EXPECT_EQ(runner.timerCount(), 1u);
+  p.invalidateData();
+  EXPECT_EQ(runner.timerCount(), 0u);
+  CountingProvider().get();  // destroyed while armed
+  EXPECT_EQ(runner.timerCount(), 0u);
+  tarn::setRunner(nullptr);
+  p.get(), p.invalidateData();
+  tarn::setRunner(saved);
 }
 
 }  // namespace

@@ -8,13 +8,10 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <vector>
 
 #include "platform/codes.h"
 #include "platform/errors.h"
-#include "platform/handler.h"
 #include "platform/looper.h"
-#include "platform/message.h"
 #include "tests/platform/test_root.h"
 
 // One handler; answers with answer(request), an empty message if unset.

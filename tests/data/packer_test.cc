@@ -1,5 +1,6 @@
-// Packers: the bytes each family writes, the values it reads, and the
-// table-index arcs both ways, asymmetries included.
+// Packers' deliberate quirks: signed numbers whatever the type, what a SET
+// stores or refuses, and the table-index arcs both ways, asymmetries
+// included. (Plain values are pinned by the end-to-end walk.)
 #include "data/packer.h"
 
 #include <gtest/gtest.h>
@@ -39,13 +40,6 @@ std::string changed(const Rec& r) {
   return os.str();
 }
 
-std::string packed(const Packer& p, const Data* d) {
-  const unsigned char none = 0;
-  Context ctx(&none, 0);
-  p.pack(ctx, d);
-  return hex(ctx.out.data);
-}
-
 // One packer of each family over Rec's fields, and a few constants.
 class Packers : public ::testing::Test {
  protected:
@@ -56,98 +50,69 @@ class Packers : public ::testing::Test {
   DataOIDPacker oid{field(&Rec::o), OBJECT_ID};
   DataIPPacker ip{field(&Rec::ip), IP_ADDRESS};
   ConstNumPacker minus1{-1, COUNTER32}, top{static_cast<int>(0x80000000u), COUNTER32}, five{5, INTEGER};
-  ConstBignumPacker zero{0, COUNTER64};
   ConstStringPacker router{"router", OCTET_STRING, 0};
 };
 
-TEST_F(Packers, PackWritesOneElementOfTheGivenType) {
-  Rec r, empty;
-  r.n = 300;
+// in: null for a row that packs `r`, out the bytes; else the bytes unpacked,
+// out the fields they set.
+TEST_F(Packers, PackAndUnpackQuirks) {
+  Rec r;
   r.ip = 0xC0A80001;
   r.big = 1ULL << 63;
-  r.raw = {0x00, 0x01, 0xff};
-  r.o = OID{1, 3, 6, 1, 4, 1, 40117, 1};
-  struct Case { const Packer* p; const Rec* rec; const char* bytes; } cases[] = {
+  struct Case { Packer* p; const char* in; const char* out; const char* err; } cases[] = {
       // Numbers go out signed whatever the type; 64-bit ones unsigned.
-      {&minus1, nullptr, "41 01 ff"},
-      {&top, nullptr, "41 04 80 00 00 00"},
-      {&num, &r, "02 02 01 2c"},
-      {&zero, nullptr, "46 01 00"},
-      {&big, &r, "46 09 00 80 00 00 00 00 00 00 00"},
-      {&router, nullptr, "04 06 72 6f 75 74 65 72"},
-      {&raw, &r, "04 03 00 01 ff"},
-      {&raw, &empty, "04 00"},
-      {&oid, &r, "06 09 2b 06 01 04 01 82 b9 35 01"},
-      {&ip, &r, "40 04 c0 a8 00 01"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(packed(*c.p, c.rec), c.bytes);
-}
-
-TEST_F(Packers, UnpackStoresWhatTheRequestCarries) {
-  struct Case { Packer* p; const char* input; const char* after; const char* err; } cases[] = {
-      {&str, "04 02 68 69", "s=68 69 ", "unpacked s = hi\n"},
+      {&minus1, nullptr, "41 01 ff", ""},
+      {&top, nullptr, "41 04 80 00 00 00", ""},
+      {&big, nullptr, "46 09 00 80 00 00 00 00 00 00 00", ""},
+      {&raw, nullptr, "04 00", ""},
+      {&ip, nullptr, "40 04 c0 a8 00 01", ""},
       {&str, "02 01 41", "s=41 ", "unpacked s = A\n"},  // INTEGER content
       {&raw, "04 02 41 42", "raw=41 42 ", "unpacked s = AB\n"},
-      {&num, "02 01 ff", "n=-1 ", ""},
       {&num, "04 01 07", "n=7 ", ""},
       {&num, "02 02 01", "", ""},  // truncated: nothing stored
       {&big, "46 08 80 00 00 00 00 00 00 01", "big=9223372036854775809 ", ""},
       {&big, "46 09 00 80 00 00 00 00 00 00 00", "", ""},  // reader refuses 9
-      {&oid, "06 03 2b 06 01", "o=1.3.6.1 ", ""},
-      {&ip, "40 04 0a 00 00 01", "ip=a000001 ", ""},
       {&ip, "04 05 0a 00 00 01 02", "", ""},  // only 4 bytes make an address
       {&five, "02 01 07", "", ""},    // constants ignore a SET
       {&router, "04 01 78", "", "unpacked s = x\n"},
   };
   for (const Case& c : cases) {
-    std::vector<unsigned char> in = unhex(c.input);
-    Context ctx(in.data(), static_cast<unsigned>(in.size()));
-    Rec r;
+    std::vector<unsigned char> in = unhex(c.in ? c.in : "00");
+    Context ctx(in.data(), c.in ? static_cast<unsigned>(in.size()) : 0);
+    Rec got;
     diag::Capture capture;
-    c.p->unpack(&r, ctx);
-    EXPECT_EQ(changed(r), c.after) << c.input;
-    EXPECT_EQ(capture.err(), c.err) << c.input;
+    if (!c.in) c.p->pack(ctx, &r);
+    if (c.in) c.p->unpack(&got, ctx);
+    EXPECT_EQ(c.in ? changed(got) : hex(ctx.out.data), c.out) << c.out;
+    EXPECT_EQ(capture.err(), c.err) << c.out;
   }
 }
 
-TEST_F(Packers, GetAsKeyGivesIndexArcs) {
-  struct Case { const Packer* p; std::function<void(Rec&)> fill; OID key; const char* err; } cases[] = {
-      {&str, [](Rec&) {}, OID{0}, ""},
-      {&str, [](Rec& r) { r.s = "a\xff"; }, OID{2, 97, 255}, ""},
-      {&raw6, [](Rec& r) { r.raw = {0, 27, 44, 61, 78, 255}; }, OID{0, 27, 44, 61, 78, 255}, ""},
+TEST_F(Packers, KeyArcsBothWays) {
+  struct KeyCase { const Packer* p; std::function<void(Rec&)> fill; OID key; const char* err; } keys[] = {
       {&raw6, [](Rec& r) { r.raw = {1, 2, 3, 4, 5}; }, OID(), "inconsistent key length\n"},
-      {&num, [](Rec& r) { r.n = -1; }, OID{4294967295u}, ""},
-      {&oid, [](Rec& r) { r.o = OID{1, 3}; }, OID{2, 1, 3}, ""},
       {&oid, [](Rec&) {}, OID{0}, ""},
       {&ip, [](Rec& r) { r.ip = 0x0A000001; }, OID{10, 0, 0, 1}, ""},
       {&big, [](Rec&) {}, OID(), "BUG: Packer::getAsKey called\n"},
   };
-  for (const Case& c : cases) {
+  for (const KeyCase& c : keys) {
     Rec r;
     c.fill(r);
     diag::Capture capture;
     EXPECT_EQ(c.p->getAsKey(&r), c.key) << c.key;
     EXPECT_EQ(capture.err(), c.err) << c.key;
   }
-}
-
-TEST_F(Packers, SetFromKeyTakesItsArcsAndReturnsTheRest) {
-  // after: "" when the record was left alone.
+  // Back from the arcs; after: "" when the record was left alone.
   struct Case { Packer* p; OID index, rest; const char* after; } cases[] = {
       {&str, OID{2, 97, 98, 7}, OID{7}, "s=61 62 "},
-      {&str, OID{3, 97, 98}, OID(), ""},
       {&str, OID{1, 256}, OID(), ""},
       // A fixed length still reads its arcs as length-prefixed.
       {&raw6, OID{2, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 9}, OID{9}, "raw=aa bb "},
       {&raw6, OID{6, 1, 2, 3, 4, 5}, OID(), ""},
-      {&raw6, OID{0, 1, 2, 3, 4}, OID(), ""},
       {&num, OID{4294967295u, 6}, OID{6}, "n=-1 "},
-      {&num, OID(), OID(), ""},
       {&oid, OID{2, 1, 3, 9}, OID{9}, "o=1.3 "},
-      {&oid, OID{3, 1, 3}, OID(), ""},
       // The first arc lands in the least significant byte.
       {&ip, OID{10, 0, 0, 1, 7}, OID{7}, "ip=100000a "},
-      {&ip, OID{10, 0, 0}, OID(), ""},
       {&ip, OID{256, 0, 0, 1}, OID(), ""},
   };
   for (const Case& c : cases) {

@@ -1,10 +1,7 @@
-// Id allocation and the mapping of paths under TARN_ROOT.
+// Id allocation: the lowest free id, explicit ids, the full range.
 #include "platform/allocator.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include "platform/paths.h"
 
 using namespace tarn;
 
@@ -20,26 +17,6 @@ TEST(Allocator, LowestFreeAndExplicitIds) {
   EXPECT_EQ(0u, wide.allocate());
   wide.allocate(0xFFFFFFFE);
   EXPECT_EQ(1u, wide.allocate());
-}
-
-TEST(Paths, RootMapping) {
-  struct Case {
-    const char* root;
-    const char* expected;
-  } cases[] = {
-      {nullptr, "/tarn/store/snmpd"},       {"", "/tarn/store/snmpd"},
-      {"/", "/tarn/store/snmpd"},           {"/tmp/r", "/tmp/r/tarn/store/snmpd"},
-      {"/tmp/r/", "/tmp/r/tarn/store/snmpd"},
-  };
-  for (const Case& c : cases) {
-    if (c.root) {
-      setenv("TARN_ROOT", c.root, 1);
-    } else {
-      unsetenv("TARN_ROOT");
-    }
-    EXPECT_EQ(c.expected, rootPath("/tarn/store/snmpd")) << (c.root ? c.root : "unset");
-  }
-  unsetenv("TARN_ROOT");
 }
 
 }  // namespace

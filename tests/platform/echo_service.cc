@@ -1,7 +1,6 @@
 // A stand-in service for tarnctl's test: `tarn_echo_service SID` serves SID
 // until killed; get-one echoes the request's fields, get-all lists three
 // objects in pages of 2, command 0x77 answers error 0xfe0004.
-#include <stdio.h>
 #include <stdlib.h>
 
 #include "platform/codes.h"
@@ -22,12 +21,10 @@ class Echo : public Looper {
     }
     return reply;
   }
-  message cmdGetAll(const message& msg, unsigned start, unsigned count) override {
-    (void)msg;
+  message cmdGetAll(const message&, unsigned start, unsigned) override {
     message reply;
-    const unsigned first = start == 0xFFFFFFFFu ? 0 : start;
-    unsigned id = first;
-    for (; id < 3 && id - first < count && id < first + 2; ++id) {
+    unsigned id = start == 0xFFFFFFFFu ? 0 : start, end = id + 2;
+    for (; id < 3 && id < end; ++id) {
       message obj;
       obj.insert(u32_id(kFieldObjId), id);
       obj.insert(string_id(kFieldName), "obj" + std::to_string(id));
@@ -37,18 +34,14 @@ class Echo : public Looper {
     return reply;
   }
   message cmdUnknown(const message&, unsigned cmd) override {
-    if (cmd == 0x77) return errorMsg(kErrNoObject, "no such object");
-    return message();
+    return cmd == 0x77 ? errorMsg(kErrNoObject, "no such object") : message();
   }
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    fprintf(stderr, "usage: tarn_echo_service SID\n");
-    return 2;
-  }
+  if (argc != 2) return 2;
   Echo e(static_cast<unsigned>(atoi(argv[1])));
   e.run();
   return 0;

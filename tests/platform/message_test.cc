@@ -26,44 +26,34 @@ message one(const std::function<void(message&)>& fill) {
   return m;
 }
 
-struct KindCase {
-  const char* name;
-  message m;
-  bytes expected;
-};
+struct KindCase { const char* name; message m; bytes expected; };
+
+// Flat bytes of a message with one field of tag `tag`.
+B F(uint32_t tag) { return B().u32(1).u32(tag); }
 
 std::vector<KindCase> kindCases() {
   message inner = one([](message& m) { m.insert(u32_id(1), 2); });
-  bytes innerFlat = B().u32(1).u32(0x08000001).u32(2).b;
-  B nested = B().u32(1).u32(0xA8000009).u32(1).u32(innerFlat.size());
+  bytes innerFlat = F(0x08000001).u32(2).b;
+  B nested = F(0xA8000009).u32(1).u32(innerFlat.size());
   nested.b.insert(nested.b.end(), innerFlat.begin(), innerFlat.end());
   // be32 holds network order: 10.0.0.1 is 0A 00 00 01 on every host.
   const uint32_t addr = wire::get32(B().raw({10, 0, 0, 1}).b.data());
   return {
-      {"bool", one([](message& m) { m.insert(bool_id(5), true); }), B().u32(1).u32(0x00000005).u8(1).b},
-      {"u32", one([](message& m) { m.insert(u32_id(0xff0007), 0xfe0002); }),
-       B().u32(1).u32(0x08ff0007).u32(0xfe0002).b},
-      {"be32", one([&](message& m) { m.insert(be32_id(1), addr); }),
-       B().u32(1).u32(0x08000001).raw({0x0A, 0, 0, 1}).b},
+      {"bool", one([](message& m) { m.insert(bool_id(5), true); }), F(0x00000005).u8(1).b},
+      {"u32", one([](message& m) { m.insert(u32_id(0xff0007), 0xfe0002); }), F(0x08ff0007).u32(0xfe0002).b},
+      {"be32", one([&](message& m) { m.insert(be32_id(1), addr); }), F(0x08000001).raw({0x0A, 0, 0, 1}).b},
       {"u64", one([](message& m) { m.insert(u64_id(2), 0x1122334455667788ull); }),
-       B().u32(1).u32(0x10000002).u64(0x1122334455667788ull).b},
-      {"string", one([](message& m) { m.insert(string_id(3), "ab"); }),
-       B().u32(1).u32(0x20000003).u32(2).raw({'a', 'b'}).b},
-      {"raw", one([](message& m) { m.insert(raw_id(4), bytes{0xde, 0xad}); }),
-       B().u32(1).u32(0x30000004).u32(2).raw({0xde, 0xad}).b},
-      {"bool[]", one([](message& m) { m.insert(bool_array_id(6), {true, false}); }),
-       B().u32(1).u32(0x80000006).u32(2).raw({1, 0}).b},
+       F(0x10000002).u64(0x1122334455667788ull).b},
+      {"string", one([](message& m) { m.insert(string_id(3), "ab"); }), F(0x20000003).u32(2).raw({'a', 'b'}).b},
+      {"raw", one([](message& m) { m.insert(raw_id(4), bytes{0xde, 0xad}); }), F(0x30000004).u32(2).raw({0xde, 0xad}).b},
+      {"bool[]", one([](message& m) { m.insert(bool_array_id(6), {true, false}); }), F(0x80000006).u32(2).raw({1, 0}).b},
       {"u32[]", one([](message& m) { m.insert_vector(u32_array_id(0xff0001), 20, 0); }),
-       B().u32(1).u32(0x88ff0001).u32(2).u32(20).u32(0).b},
-      {"u64[]", one([](message& m) { m.insert(u64_array_id(7), {9}); }),
-       B().u32(1).u32(0x90000007).u32(1).u64(9).b},
+       F(0x88ff0001).u32(2).u32(20).u32(0).b},
+      {"u64[]", one([](message& m) { m.insert(u64_array_id(7), {9}); }), F(0x90000007).u32(1).u64(9).b},
       {"string[]", one([](message& m) { m.insert(string_array_id(8), {"x", ""}); }),
-       B().u32(1).u32(0xA0000008).u32(2).u32(1).raw({'x'}).u32(0).b},
-      {"message[]",
-       one([&](message& m) { m[message_array_id(9)].push_back(message::flat_message(inner)); }),
-       nested.b},
-      {"raw[]", one([](message& m) { m.insert(raw_array_id(10), {{7}}); }),
-       B().u32(1).u32(0xB000000A).u32(1).u32(1).raw({7}).b},
+       F(0xA0000008).u32(2).u32(1).raw({'x'}).u32(0).b},
+      {"message[]", one([&](message& m) { m[message_array_id(9)].push_back(message::flat_message(inner)); }), nested.b},
+      {"raw[]", one([](message& m) { m.insert(raw_array_id(10), {{7}}); }), F(0xB000000A).u32(1).u32(1).raw({7}).b},
   };
 }
 
@@ -95,18 +85,15 @@ TEST(Message, EveryStrictPrefixIsRefused) {
 }
 
 TEST(Message, MalformedInputIsRefused) {
-  struct Case {
-    const char* name;
-    bytes input;
-  } cases[] = {
+  struct Case { const char* name; bytes input; } cases[] = {
       {"field count past end", B().u32(1000).b},
-      {"unknown tag", B().u32(1).u32(0x28000001).u32(0).b},
-      {"bool not 0 or 1", B().u32(1).u32(0x00000001).u8(2).b},
-      {"string length past end", B().u32(1).u32(0x20000001).u32(0xFFFFFFFF).b},
-      {"u32 array count past end", B().u32(1).u32(0x88000001).u32(0x40000000).b},
-      {"u64 array count past end", B().u32(1).u32(0x90000001).u32(3).u64(1).b},
-      {"string array count huge", B().u32(1).u32(0xA0000001).u32(0xFFFFFFFF).b},
-      {"nested message invalid", B().u32(1).u32(0xA8000001).u32(1).u32(4).u32(7).b},
+      {"unknown tag", F(0x28000001).u32(0).b},
+      {"bool not 0 or 1", F(0x00000001).u8(2).b},
+      {"string length past end", F(0x20000001).u32(0xFFFFFFFF).b},
+      {"u32 array count past end", F(0x88000001).u32(0x40000000).b},
+      {"u64 array count past end", F(0x90000001).u32(3).u64(1).b},
+      {"string array count huge", F(0xA0000001).u32(0xFFFFFFFF).b},
+      {"nested message invalid", F(0xA8000001).u32(1).u32(4).u32(7).b},
       {"trailing bytes", B().u32(0).u8(0).b},
   };
   for (const Case& c : cases) {

@@ -27,12 +27,9 @@ inline int rawSocket(const std::string& path, bool listening = false) {
   a.sun_family = AF_UNIX;
   path.copy(a.sun_path, sizeof a.sun_path - 1);
   sockaddr* sa = reinterpret_cast<sockaddr*>(&a);
-  if (listening ? bind(fd, sa, sizeof a) != 0 || listen(fd, 4) != 0
-                : connect(fd, sa, sizeof a) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
+  if (listening ? bind(fd, sa, sizeof a) == 0 && listen(fd, 4) == 0 : connect(fd, sa, sizeof a) == 0) return fd;
+  close(fd);
+  return -1;
 }
 
 inline int rawConnect(unsigned service) { return rawSocket(busSocketPath(service)); }

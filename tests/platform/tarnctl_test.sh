@@ -3,24 +3,17 @@
 # output, paging, typed fields, and exit statuses.
 #   tarnctl_test.sh TARNCTL ECHO_SERVICE
 set -u
-tarnctl=$1
-echo_service=$2
+tarnctl=$1 echo_service=$2
 export TARN_ROOT=$(mktemp -d /tmp/tarnctl-test-XXXXXX)
 unset TARN_SERVICE_ID
 "$echo_service" 930 &
-pid=$!
+pid=$! fail=0
 trap 'kill $pid 2>/dev/null; wait $pid 2>/dev/null; rm -rf "$TARN_ROOT"' EXIT
 for _ in $(seq 100); do [ -S "$TARN_ROOT/tarn/run/bus/930.sock" ] && break; sleep 0.05; done
-
-fail=0
 check() {  # check NAME EXPECTED_STATUS EXPECTED_OUTPUT -- ARGS...
-  local name=$1 want_rc=$2 want=$3; shift 4
-  local out rc
+  local name=$1 want_rc=$2 want=$3 out rc; shift 4
   out=$("$tarnctl" "$@" 2>&1); rc=$?
-  if [ "$rc" != "$want_rc" ] || [ "$out" != "$want" ]; then
-    echo "FAIL $name: status $rc (want $want_rc)"; echo " got:  $out"; echo " want: $want"
-    fail=1
-  fi
+  [ "$rc" = "$want_rc" ] && [ "$out" = "$want" ] || { echo "FAIL $name: $rc ($want_rc) got: $out want: $want"; fail=1; }
 }
 
 check "typed fields echo" 0 '{u32:0xfe0001=3 str:0x10006="ether 1" u32:1=0x1010101 bool:2=1 raw:1001=001a2b u32[]:5=[1,2]}' -- \

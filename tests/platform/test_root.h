@@ -20,11 +20,8 @@ class TempRoot {
     unsetenv("TARN_SERVICE_ID");
   }
   ~TempRoot() {
-    nftw(dir_.c_str(),
-         [](const char* p, const struct stat*, int, struct FTW*) {
-           return ::remove(p);
-         },
-         16, FTW_DEPTH | FTW_PHYS);
+    nftw(dir_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return ::remove(p); }, 16,
+         FTW_DEPTH | FTW_PHYS);
     unsetenv("TARN_ROOT");
   }
   const std::string& dir() const { return dir_; }
