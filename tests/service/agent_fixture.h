@@ -10,13 +10,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "codec/diag.h"
 #include "data/scribers.h"
-#include "platform/looper.h"
 #include "service/snmp_looper.h"
 #include "service/trap_makers.h"
 #include "tests/platform/test_root.h"
@@ -24,32 +19,27 @@
 namespace agent_test {
 
 // A UDP socket bound to 127.0.0.1 on a kernel-chosen port.
-class Udp {
- public:
-  Udp() : fd_(socket(AF_INET, SOCK_DGRAM, 0)) {
+struct Udp {
+  Udp() : fd(socket(AF_INET, SOCK_DGRAM, 0)) {
     sockaddr_in a = {};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(0x7F000001);
+    a.sin_family = AF_INET, a.sin_addr.s_addr = htonl(0x7F000001);
     socklen_t len = sizeof a;
-    bind(fd_, reinterpret_cast<sockaddr*>(&a), len);
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
-    port_ = ntohs(a.sin_port);
+    bind(fd, reinterpret_cast<sockaddr*>(&a), len);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+    port = ntohs(a.sin_port);
   }
-  ~Udp() { close(fd_); }
+  ~Udp() { close(fd); }
   // One datagram within `ms`, or empty.
   std::vector<unsigned char> receive(int ms) {
-    pollfd p = {fd_, POLLIN, 0};
+    pollfd p = {fd, POLLIN, 0};
     if (poll(&p, 1, ms) != 1) return {};
     std::vector<unsigned char> buf(65536);
-    ssize_t n = recv(fd_, buf.data(), buf.size(), 0);
+    ssize_t n = recv(fd, buf.data(), buf.size(), 0);
     buf.resize(n < 0 ? 0 : static_cast<size_t>(n));
     return buf;
   }
-  unsigned port() const { return port_; }
-
- private:
-  int fd_;
-  unsigned port_ = 0;
+  int fd;
+  unsigned port = 0;
 };
 
 // Three event sources that log their calls.
@@ -57,27 +47,22 @@ inline std::vector<std::string>& sourceCalls() {
   static std::vector<std::string> calls;
   return calls;
 }
-template <char C>
-void subscribeSource() { sourceCalls().push_back(std::string("+") + C); }
-template <char C>
-void unsubscribeSource() { sourceCalls().push_back(std::string("-") + C); }
+template <char C> void subscribeSource() { sourceCalls().push_back(std::string("+") + C); }
+template <char C> void unsubscribeSource() { sourceCalls().push_back(std::string("-") + C); }
 
 class Agent : public ::testing::Test {
  protected:
   void SetUp() override {
     tarn::setDefaultServiceId(161);
-    savedMakers.swap(trapMakers);
-    savedScribers.swap(scribers);
+    savedMakers.swap(trapMakers), savedScribers.swap(scribers);
     scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
                 {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
                 {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
-    linkStates.clear();
-    sourceCalls().clear();
+    linkStates.clear(), sourceCalls().clear();
   }
   void TearDown() override {
     agent.reset();
-    trapMakers.swap(savedMakers);
-    scribers.swap(savedScribers);
+    trapMakers.swap(savedMakers), scribers.swap(savedScribers);
     linkStates.clear();
     tarn::setDefaultServiceId(0);
   }

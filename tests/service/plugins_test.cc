@@ -22,9 +22,8 @@ class Plugins : public ::testing::Test {
   void TearDown() override { trapMakers.swap(saved); }
 
   std::string dir(const std::string& rel) {
-    const std::string path = root.dir() + "/" + rel;
-    mkdir(path.c_str(), 0755);
-    return path;
+    mkdir((root.dir() + "/" + rel).c_str(), 0755);
+    return root.dir() + "/" + rel;
   }
   void copy(const char* from, const std::string& to) {
     std::ofstream(to, std::ios::binary) << std::ifstream(from, std::ios::binary).rdbuf();
@@ -46,26 +45,18 @@ class Plugins : public ::testing::Test {
 
 TEST_F(Plugins, WalkOpensSharedObjectsOnly) {
   const std::string top = dir("lib");
-  dir("lib/sub");
-  dir("lib/.plugins");
-  copy(TEST_PLUGIN, top + "/x.so");
-  copy(TEST_PLUGIN, top + "/a.s");
-  copy(TEST_PLUGIN, top + "/lib.so.1");
-  copy(TEST_PLUGIN, top + "/.so");
-  copy(TEST_PLUGIN, top + "/.plugins/hidden.so");
+  for (const char* sub : {"lib/sub", "lib/.plugins", "lib/dir.so"}) dir(sub);  // dir.so is walked, not opened
+  for (const char* name : {"/x.so", "/a.s", "/lib.so.1", "/.so", "/.plugins/hidden.so"}) copy(TEST_PLUGIN, top + name);
   copy(TEST_PLUGIN_BARE, top + "/sub/bare.so");
-  dir("lib/dir.so");  // a directory with the suffix is walked, not opened
   std::ofstream(top + "/junk.so") << "not an object";
   ASSERT_EQ(0, symlink("sub", (top + "/linked").c_str()));
   const std::set<std::string> lines = load(top);
-  for (const std::string& want :
-       {"plugin loaded: " + top + "/x.so", "plugin loaded: " + top + "/sub/bare.so",
-        "plugin " + top + "/sub/bare.so has no symbol autorun",
-        "plugin loaded: " + top + "/linked/bare.so",
-        "plugin " + top + "/linked/bare.so has no symbol autorun",
-        "failed dlopen: " + top + "/junk.so:"}) {
+  for (const std::string& want : {"plugin loaded: " + top + "/x.so", "plugin loaded: " + top + "/sub/bare.so",
+                                   "plugin " + top + "/sub/bare.so has no symbol autorun",
+                                   "plugin loaded: " + top + "/linked/bare.so",
+                                   "plugin " + top + "/linked/bare.so has no symbol autorun",
+                                   "failed dlopen: " + top + "/junk.so:"})
     EXPECT_EQ(1u, lines.count(want)) << want;
-  }
   EXPECT_EQ(7u, lines.size());  // the six above and dlerror()'s text
   EXPECT_EQ(1u, trapMakers.size());  // x.so's autorun ran, bound to ours
 }
@@ -78,10 +69,8 @@ TEST_F(Plugins, PathLimitIs128Characters) {
     mkdir(path.c_str(), 0755);
     copy(TEST_PLUGIN_BARE, path + "/x.so");
     const std::set<std::string> lines = load(path);
-    const std::string refused =
-        "Refusing to search for snmp plugins in following directory, because "
-        "it's path is longer than 128 characters (recursive symlink?):";
-    EXPECT_EQ(length == 129 ? 1u : 0u, lines.count(refused));
+    EXPECT_EQ(length == 129 ? 1u : 0u, lines.count("Refusing to search for snmp plugins in following directory, because "
+                                                   "it's path is longer than 128 characters (recursive symlink?):"));
     EXPECT_EQ(length == 128 ? 1u : 0u, lines.count("plugin loaded: " + path + "/x.so"));
   }
   EXPECT_TRUE(load(base + "/absent").empty());
@@ -95,25 +84,19 @@ TEST_F(Plugins, DanglingLinkStopsItsDirectory) {
   // Plug-ins are added until some come before the link and some after it
   // in the directory's own order.
   std::vector<std::string> order;
-  for (int i = 0; i < 64 && (order.size() < 3 || order.front() == "broken.so" ||
-                             order.back() == "broken.so");
-       ++i) {
+  for (int i = 0; i < 64 && (order.size() < 3 || order.front() == "broken.so" || order.back() == "broken.so"); ++i) {
     copy(TEST_PLUGIN_BARE, top + "/p" + std::to_string(i) + ".so");
     order.clear();
     DIR* d = opendir(top.c_str());
-    while (const dirent* e = readdir(d)) {
-      if (e->d_name[0] != '.') order.push_back(e->d_name);
-    }
+    while (const dirent* e = readdir(d)) if (e->d_name[0] != '.') order.push_back(e->d_name);
     closedir(d);
   }
   ASSERT_TRUE(order.front() != "broken.so" && order.back() != "broken.so");
   const std::set<std::string> lines = load(top);
   bool afterBroken = false;
   for (const std::string& name : order) {
-    afterBroken |= name == "broken.so";
-    if (name != "broken.so") {
-      EXPECT_EQ(afterBroken ? 0u : 1u, lines.count("plugin loaded: " + top + "/" + name)) << name;
-    }
+    afterBroken |= name == "broken.so";  // the link itself is never loaded
+    EXPECT_EQ(afterBroken ? 0u : 1u, lines.count("plugin loaded: " + top + "/" + name)) << name;
   }
 }
 
