@@ -43,12 +43,9 @@ struct Udp {
 };
 
 // Three event sources that log their calls.
-inline std::vector<std::string>& sourceCalls() {
-  static std::vector<std::string> calls;
-  return calls;
-}
-template <char C> void subscribeSource() { sourceCalls().push_back(std::string("+") + C); }
-template <char C> void unsubscribeSource() { sourceCalls().push_back(std::string("-") + C); }
+inline std::vector<std::string> sourceCalls;
+template <char C> void subscribeSource() { sourceCalls.push_back(std::string("+") + C); }
+template <char C> void unsubscribeSource() { sourceCalls.push_back(std::string("-") + C); }
 
 class Agent : public ::testing::Test {
  protected:
@@ -58,12 +55,11 @@ class Agent : public ::testing::Test {
     scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
                 {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
                 {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
-    linkStates.clear(), sourceCalls().clear();
+    linkStates.clear(), sourceCalls.clear();
   }
   void TearDown() override {
     agent.reset();
     trapMakers.swap(savedMakers), scribers.swap(savedScribers);
-    linkStates.clear();
     tarn::setDefaultServiceId(0);
   }
   // A new agent over the root's store, as main makes it (init included);

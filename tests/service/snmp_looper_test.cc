@@ -55,7 +55,7 @@ TEST_F(Agent, SettingsThroughStartsAndTheStore) {
 
 // The generator list restarts the sources once; at the next start only the
 // valid indexes are subscribed, silently; an empty list stops everything.
-TEST_F(Agent, GeneratorListRestartsSourcesOnce) {
+TEST_F(Agent, SourcesAndSocketFollowTheSettings) {
   start();
   message m, none;
   m.insert(snmpf::TRAP_GENERATORS, std::vector<uint32_t>{2, 2, START_TRAP_GENERATOR, 5});
@@ -63,17 +63,14 @@ TEST_F(Agent, GeneratorListRestartsSourcesOnce) {
   EXPECT_EQ("unsubscribed from a\nunsubscribed from b\nunsubscribed from c\nsubscribed to c\ncmd_set from 999\n", set(m));
   EXPECT_EQ((std::vector<uint32_t>{2, START_TRAP_GENERATOR, 5}), agent->trapGenerators);
   start();
-  sourceCalls().clear();
+  sourceCalls.clear();
   agent->startSubscribers();
   set(none);
-  EXPECT_EQ((std::vector<std::string>{"+c", "-a", "-b", "-c"}), sourceCalls());
-}
+  EXPECT_EQ((std::vector<std::string>{"+c", "-a", "-b", "-c"}), sourceCalls);
 
-// Enabling twice keeps one socket; a port taken by another socket gives one
-// line and the agent stays closed. (Replies are checked end to end.)
-TEST_F(Agent, SocketFollowsEnabled) {
+  // Enabling twice keeps one socket; a port taken by another socket gives
+  // one line and the agent stays closed. (Replies are checked end to end.)
   setenv("TARN_SNMP_PORT", "0", 1);
-  start();
   message on;
   on.insert(snmpf::ENABLED, true);
   set(on);
