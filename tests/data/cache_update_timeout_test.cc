@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "data/data.h"
@@ -18,16 +19,11 @@ namespace {
 unsigned now, armedAt, armedDelay, disarms;
 CacheUpdateTimeout* armed;  // null when no timer is pending
 
-void fire() {
-  CacheUpdateTimeout* c = armed;
-  armed = nullptr;
-  c->invalidateDataTimer();
-}
+void fire() { std::exchange(armed, nullptr)->invalidateDataTimer(); }
 
 // Records the ticks at which it was asked for a record; a reentrant one
 // reads its own cache while filling (a builder consulting providers).
-class CountingProvider : public SingleProvider {
- public:
+struct CountingProvider : SingleProvider {
   explicit CountingProvider(bool yields = true, bool reentrant = false) : yields(yields), reentrant(reentrant) {}
   Data* getData() override {
     if (reentrant) inner.push_back(get());
@@ -40,19 +36,16 @@ class CountingProvider : public SingleProvider {
   bool yields, reentrant;
 };
 
-class CacheRule : public ::testing::Test {
- protected:
-  CacheRule() : saved_(cacheTimerHooks) {
+struct CacheRule : ::testing::Test {
+  CacheRule() : saved(cacheTimerHooks) {
     cacheTimerHooks = {[] { return now; },
                        [](CacheUpdateTimeout* c, unsigned delay) { armed = c, armedAt = now, armedDelay = delay; },
                        [](CacheUpdateTimeout*) { armed = nullptr, ++disarms; }};
     now = disarms = 0;
     armed = nullptr;
   }
-  ~CacheRule() override { cacheTimerHooks = saved_; }
-
- private:
-  CacheTimerHooks saved_;
+  ~CacheRule() override { cacheTimerHooks = saved; }
+  CacheTimerHooks saved;
 };
 
 // Runs the clock from `start` for `span` ticks, firing the timer when due,

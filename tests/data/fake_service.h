@@ -42,9 +42,7 @@ class FakeService : public tarn::Handler {
 class FakeBus {
  public:
   FakeBus() : looper(161) {}
-  ~FakeBus() {
-    for (auto& s : services) looper.removeHandler(s.first >> 16, s.first & 0xffff);
-  }
+  ~FakeBus() { for (auto& s : services) looper.removeHandler(s.first >> 16, s.first & 0xffff); }
   // The service at {service, handler}, created on first use.
   FakeService& at(unsigned service, unsigned handler = 0) {
     std::unique_ptr<FakeService>& s = services[service << 16 | handler];

@@ -69,18 +69,17 @@ TEST(GetAllProvider, CountsAndWritesGoToEverySource) {
   };
   for (const Case& c : cases) {
     FakeBus bus;
-    // A failing source refuses writes and answers counts without a count.
-    auto answer = [](bool fails, unsigned count, const char* text) {
-      return [=](const message& req) {
-        if (req.get(u32_id(tarn::kFieldCmd), 0) == tarn::kCmdGetCount)
-          return fails ? message() : u32Message({{tarn::kFieldCount, count}});
-        return fails ? tarn::errorMsg(5, text) : message();
-      };
-    };
-    bus.at(1).answer = answer(c.firstFails, 3, "refused 1");
-    bus.at(2).answer = answer(c.secondFails, 4, "refused 2");
     GetAllProvider p;
-    for (unsigned service : {1u, 2u}) p.addSource(buildTwice, {service});
+    // A failing source refuses writes and answers counts without a count.
+    for (unsigned i : {1u, 2u}) {
+      const bool fails = i == 1 ? c.firstFails : c.secondFails;
+      bus.at(i).answer = [=](const message& req) {
+        if (req.get(u32_id(tarn::kFieldCmd), 0) == tarn::kCmdGetCount)
+          return fails ? message() : u32Message({{tarn::kFieldCount, i + 2}});
+        return fails ? tarn::errorMsg(5, "refused " + std::to_string(i)) : message();
+      };
+      p.addSource(buildTwice, {i});
+    }
     unsigned n = 99;
     EXPECT_EQ(p.getCountCMD(n), c.countOk);
     EXPECT_EQ(n, c.n);

@@ -14,15 +14,12 @@ using tarn::message;
 using tarn::u32_id;
 
 struct Named : Data {
-  unsigned value = 0;
+  explicit Named(unsigned value) : value(value) {}
+  unsigned value;
   void reverseBuild(message& msg) override { msg.insert(u32_id(12), value); }
 };
 
-Data* buildNamed(const message& m) {
-  Named* r = new Named;
-  r->value = m.get(u32_id(12), 77);
-  return r;
-}
+Data* buildNamed(const message& m) { return new Named(m.get(u32_id(12), 77)); }
 
 TEST(GetProvider, BuildsFromTheReplyOrDefaultsOnErrorAndWritesBack) {
   FakeBus bus;
