@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <map>
 #include <sstream>
 
 #include "platform/clock.h"
@@ -22,49 +21,12 @@ using namespace tarn;
 
 namespace {
 
-class Client : public Looper {
- public:
-  Client() : Looper(750) {}
-  message cmdUnknown(const message& msg, unsigned cmd) override {
-    if (cmd == 0x10004) events.push_back(msg);
-    return message();
-  }
-  message ask(unsigned service, unsigned handler, unsigned cmd, message m = message()) {
-    m.insert_vector(u32_array_id(kFieldDst), service, handler);
-    m.insert(u32_id(kFieldCmd), cmd);
-    return exchangeMessage(m, 5000);
-  }
-  // The objects of one page from `start` (count 0: no page size); *next
-  // gets where the next page starts, 0 after the last.
-  std::vector<message> page(unsigned svc, unsigned handler, uint32_t start, uint32_t count,
-                            uint32_t* next) {
-    message req;
-    if (start) req.insert(u32_id(kFieldStart), start);
-    if (count) req.insert(u32_id(kFieldMaxCount), count);
-    const message r = ask(svc, handler, kCmdGetAll, req);
-    *next = r.get(u32_id(kFieldStart), 0);
-    std::vector<message> out;
-    for (const auto& f : r.get(message_array_id(kFieldObjList))) out.emplace_back(f);
-    return out;
-  }
-  std::vector<message> walk(unsigned svc, unsigned handler, uint32_t count) {
-    std::vector<message> all, more;
-    uint32_t next = 0;
-    do {
-      more = page(svc, handler, next, count, &next);
-      all.insert(all.end(), more.begin(), more.end());
-    } while (next && all.size() < 100000);
-    return all;
-  }
-  std::vector<message> events;
-};
-
-// One tarn-routerd child under the test's TARN_ROOT, its diagnostics in
-// <root>/routerd.log, after a bash script in a new network namespace if
-// one is given; stopped (SIGTERM) with the object.
-struct Routerd {
+// A tarn-routerd child (diagnostics in <root>/routerd.log; after a bash script
+// in a new network namespace if given), stopped (SIGTERM) with the object;
+// also the test's end of the bus (service 750), keeping notifications.
+struct Routerd : Looper {
   Routerd(const std::string& root, const std::string& args, const std::string& netns = "")
-      : log_(root + "/routerd.log") {
+      : Looper(750), log_(root + "/routerd.log") {
     char exe[4096] = {0};
     std::string bin(exe, std::max<ssize_t>(0, readlink("/proc/self/exe", exe, sizeof exe - 1)));
     std::string cmd = "exec " + bin.substr(0, bin.rfind('/')) + "/../router/tarn-routerd " + args;
@@ -77,9 +39,9 @@ struct Routerd {
   }
   ~Routerd() { end(SIGTERM); }
   // Waits until the services answer; false if the child ended first.
-  bool ready(Client& c) {
+  bool ready() {
     for (uint64_t until = nowMs() + 15000; nowMs() < until; usleep(20000)) {
-      if (!isError(c.ask(10, 1, kCmdGetCount))) return true;
+      if (!isError(ask(10, 1, kCmdGetCount))) return true;
       if (waitpid(pid_, nullptr, WNOHANG) == pid_) return (pid_ = -1) > 0;
     }
     return false;
@@ -92,26 +54,51 @@ struct Routerd {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   std::string log() const {
-    std::stringstream ss;
-    ss << std::ifstream(log_).rdbuf();
-    return ss.str();
+    std::ifstream in(log_);
+    return std::string(std::istreambuf_iterator<char>(in), {});
   }
+  message cmdUnknown(const message& msg, unsigned cmd) override {
+    if (cmd == 0x10004) events.push_back(msg);
+    return message();
+  }
+  message ask(unsigned service, unsigned handler, unsigned cmd, message m = message()) {
+    m.insert_vector(u32_array_id(kFieldDst), service, handler);
+    m.insert(u32_id(kFieldCmd), cmd);
+    return exchangeMessage(m, 5000);
+  }
+  // One page from `start` (count 0: no page size); *next: where the next starts, or 0.
+  std::vector<message> page(unsigned svc, unsigned handler, uint32_t start, uint32_t count,
+                            uint32_t* next) {
+    message req;
+    if (start) req.insert(u32_id(kFieldStart), start);
+    if (count) req.insert(u32_id(kFieldMaxCount), count);
+    const message r = ask(svc, handler, kCmdGetAll, req);
+    *next = r.get(u32_id(kFieldStart), 0);
+    std::vector<message> out;
+    for (const auto& f : r.get(message_array_id(kFieldObjList))) out.emplace_back(f);
+    return out;
+  }
+  std::vector<message> walk(unsigned svc, unsigned handler, uint32_t count, uint32_t start = 0) {
+    std::vector<message> all = page(svc, handler, start, count, &start), more;
+    if (start) more = walk(svc, handler, count, start);
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+
   std::string log_;
   pid_t pid_;
+  std::vector<message> events;
 };
 
-// Expects that one object of the answer (a list walked in pages of one,
-// or the reply to a get, set or command) holds every field of `fields`, as
-// printed ("u32:7=2"); a field written "!u32:17=" is absent from all.
-void expectHolds(Client& c, unsigned svc, unsigned handler, unsigned cmd, uint32_t id,
+// Expects one object of the answer (a list walked page by page, or a reply)
+// to hold every field as printed ("u32:7=2"); "!u32:17=": the field is absent.
+void expectHolds(Routerd& c, unsigned svc, unsigned handler, unsigned cmd, uint32_t id,
                  const std::string& fields) {
-  std::vector<message> objects;
-  if (cmd == kCmdGetAll) objects = c.walk(svc, handler, 1);
+  auto objects = cmd == kCmdGetAll ? c.walk(svc, handler, 1) : std::vector<message>();
   message req;
   if (id) req.insert(u32_id(kFieldObjId), id);
-  if (cmd == kCmdSet || cmd == kCmdSetObj) {
-    req.insert(string_id(cmd == kCmdSet ? 12 : 102), std::string("x"));
-  }
+  const unsigned name = cmd == kCmdSet ? 12 : 102;  // a name the set would give
+  if (cmd == kCmdSet || cmd == kCmdSetObj) req.insert(string_id(name), std::string("x"));
   if (cmd != kCmdGetAll) objects.push_back(c.ask(svc, handler, cmd, req));
   std::string seen;
   bool found = false;
@@ -144,8 +131,7 @@ const char kModel[] = R"({
   "scripts": [{"id": 1, "name": "backup"}]
 })";
 
-std::vector<uint32_t> ids(const std::vector<message>& items) {
-  std::vector<uint32_t> out;
+std::vector<uint32_t> ids(const std::vector<message>& items, std::vector<uint32_t> out = {}) {
   for (const message& m : items) out.push_back(m.get(u32_id(kFieldObjId), 0));
   return out;
 }
@@ -154,17 +140,16 @@ TEST(ModelService, PagesObjectsGuardsAndLinkEvents) {
   tarn_test::TempRoot root;
   std::ofstream(root.dir() + "/model.json") << kModel;
   Routerd d(root.dir(), "--model " + root.dir() + "/model.json");
-  Client c;
-  ASSERT_TRUE(d.ready(c)) << d.log();
+  ASSERT_TRUE(d.ready()) << d.log();
 
   const std::vector<uint32_t> all{3, 4, 5, 6, 10, 11, 20};
-  for (unsigned page : {0u, 1u, 2u, 7u, 1000u}) EXPECT_EQ(all, ids(c.walk(44, 1, page))) << page;
+  for (unsigned page : {0u, 1u, 2u, 7u, 1000u}) EXPECT_EQ(all, ids(d.walk(44, 1, page))) << page;
   struct { uint32_t start, count; std::vector<uint32_t> ids; uint32_t next; } pages[] = {
       {0, 2, {3, 4}, 5}, {5, 3, {5, 6, 10}, 11}, {7, 2, {10, 11}, 20}, {20, 5, {20}, 0},
       {21, 5, {}, 0}};
   for (const auto& p : pages) {
     uint32_t next = 1;
-    EXPECT_EQ(p.ids, ids(c.page(44, 1, p.start, p.count, &next))) << "start " << p.start;
+    EXPECT_EQ(p.ids, ids(d.page(44, 1, p.start, p.count, &next))) << "start " << p.start;
     EXPECT_EQ(p.next, next) << "start " << p.start;
   }
 
@@ -180,24 +165,23 @@ TEST(ModelService, PagesObjectsGuardsAndLinkEvents) {
       {48, 101, 1, 1, " u32:0xff0005=0xff0013 "},
       {24, 0, 5, 0, " u32:0xff0005=0xff0013 "},
   };
-  for (const auto& r : reads) expectHolds(c, r.svc, r.handler, r.cmd, r.id, r.want);
+  for (const auto& r : reads) expectHolds(d, r.svc, r.handler, r.cmd, r.id, r.want);
 
-  // Injected link changes: only real changes of interfaces the filter lets
-  // through (no internal ones, flag 128) are notified.
+  // Injected link changes: only real changes past the filter (flag 128) are notified.
   message filter;
   filter.insert(u32_id(0x10002), 0);
   filter.insert(u32_id(0x10003), 128);
-  c.subscribe(u32_vector(20, 0), 0x10004, filter);
+  d.subscribe(u32_vector(20, 0), 0x10004, filter);
   struct { uint32_t id; bool running; uint32_t state; } links[] = {  // state 0: no notification
       {5, false, 0}, {2, false, 0x100}, {2, false, 0}, {9, true, 0x400}};
   for (const auto& l : links) {
-    c.events.clear();
+    d.events.clear();
     message set;
     set.insert(u32_id(kFieldObjId), l.id);
     set.insert(bool_id(0x1000e), l.running);
-    EXPECT_FALSE(isError(c.ask(20, 0, 0x10005, set)));
-    for (uint64_t until = nowMs() + 300; c.events.empty() && nowMs() < until;) c.runOnce(20);
-    EXPECT_EQ(l.state, c.events.empty() ? 0 : c.events[0].get(u32_id(0x10003), 0)) << l.id;
+    EXPECT_FALSE(isError(d.ask(20, 0, 0x10005, set)));
+    for (uint64_t until = nowMs() + 300; d.events.empty() && nowMs() < until;) d.runOnce(20);
+    EXPECT_EQ(l.state, d.events.empty() ? 0 : d.events[0].get(u32_id(0x10003), 0)) << l.id;
   }
 
   EXPECT_EQ(0, d.end(SIGTERM));
@@ -228,8 +212,7 @@ TEST(ModelService, BrokenModelsAreRefusedWithTheirLine) {
 }
 
 const char kSetup[] =
-    "echo 1 > /proc/sys/net/ipv6/conf/all/disable_ipv6; ip link set lo up;"
-    "echo 1 > /proc/sys/net/ipv6/conf/default/disable_ipv6;"
+    "echo 1 | tee /proc/sys/net/ipv6/conf/{all,default}/disable_ipv6 >/dev/null; ip link set lo up;"
     "ip link add v0 address 02:00:00:00:00:01 mtu 1400 type veth peer v1 address 02:00:00:00:00:02;"
     "ip link add br0 address 02:00:00:00:00:0b type bridge; ip link set v1 master br0;"
     "ip link add mv0 link v0 address 02:00:00:00:00:0c type macvlan;"
@@ -245,35 +228,31 @@ TEST(HostService, ListsAsTheKernelHasThem) {
   if (system("unshare -n true 2>/dev/null") != 0) GTEST_SKIP() << "needs a network namespace";
   tarn_test::TempRoot root;
   Routerd d(root.dir(), "--host", kSetup);
-  Client c;
-  ASSERT_TRUE(d.ready(c)) << d.log();
-  std::map<std::string, std::string> vars;  // "$v0" -> its id; "@10.1.0.9" -> be32
-  for (const message& m : c.walk(20, 0, 2)) {
-    vars["$" + m.get(string_id(0x10006), "")] = std::to_string(m.get(u32_id(kFieldObjId), 0));
-  }
+  ASSERT_TRUE(d.ready()) << d.log();
   auto expand = [&](std::string s) {
-    for (size_t at; (at = s.find_first_of("$@")) != std::string::npos;) {
-      const std::string word = s.substr(at, s.find_first_of(" ,]\"", at) - at);
+    for (size_t at; (at = s.find('@')) != std::string::npos;) {
+      const size_t end = s.find_first_of(" ,]", at);
+      const uint32_t ip = inet_addr(s.substr(at + 1, end - at - 1).c_str());
       char be32[16];
-      const uint32_t ip = inet_addr(word.c_str() + 1);
       snprintf(be32, sizeof be32, ip > 0xffff ? "0x%x" : "%u", ip);
-      s.replace(at, word.size(), word[0] == '@' ? be32 : vars[word]);
+      s.replace(at, end - at, be32);
     }
     return s;
   };
-  // Interface kinds: 1 ethernet, 3 loopback, 12 bridge; state 1280 running.
+  // Interfaces lo, v1, v0, br0, mv0 are 1 to 5 in a new namespace. Kinds:
+  // 1 ethernet, 3 loopback, 12 bridge; state 1280 running.
   // Route kinds: 2 local, 3 static, 4 rip, 6 ospf, 8 bgp.
   struct { unsigned svc, handler, cmd; const char* fields; } rows[] = {
-      {20, 0, kCmdGetAll, "u32:0xfe0001=$lo u32:0x10001=3 u32:0x10002=128 u32:0x10064=0x10000"},
-      {20, 0, kCmdGetAll, "u32:0xfe0001=$v0 u32:0x10001=1 u32:0x10003=1280 u32:0x10064=1400 "
+      {20, 0, kCmdGetAll, "u32:0xfe0001=1 u32:0x10001=3 u32:0x10002=128 u32:0x10064=0x10000"},
+      {20, 0, kCmdGetAll, "u32:0xfe0001=3 u32:0x10001=1 u32:0x10003=1280 u32:0x10064=1400 "
                           "raw:1001=020000000001"},
-      {20, 0, kCmdGetAll, "u32:0xfe0001=$br0 u32:0x10001=12 raw:1001=02000000000b u32:2=32768"},
-      {20, 0, kCmdGetAll, "u32:0xfe0001=$mv0 u32:0x10003=0 bool:0xfe000a=1 raw:1001=02000000000c"},
-      {20, 1, kCmdGetAll, "u32:1=@10.1.0.1 u32:3=@255.255.255.0 u32:5=$v0"},
-      {20, 8, kCmdGetAll, "u32:1=@10.1.0.9 raw:2=020000000009 u32:3=$v0 bool:0xfe0007=0"},
-      {16, 3, kCmdGetAll, "raw:2=020000000055 u32:1=$v1 u32:4=0 u32:5=$br0"},
-      {16, 3, kCmdGetAll, "raw:2=020000000002 u32:1=$v1 u32:4=1 u32:5=$br0"},
-      {16, 3, kCmdGetAll, "raw:2=02000000000b u32:1=0 u32:4=1 u32:5=$br0"},
+      {20, 0, kCmdGetAll, "u32:0xfe0001=4 u32:0x10001=12 raw:1001=02000000000b u32:2=32768"},
+      {20, 0, kCmdGetAll, "u32:0xfe0001=5 u32:0x10003=0 bool:0xfe000a=1 raw:1001=02000000000c"},
+      {20, 1, kCmdGetAll, "u32:1=@10.1.0.1 u32:3=@255.255.255.0 u32:5=3"},
+      {20, 8, kCmdGetAll, "u32:1=@10.1.0.9 raw:2=020000000009 u32:3=3 bool:0xfe0007=0"},
+      {16, 3, kCmdGetAll, "raw:2=020000000055 u32:1=2 u32:4=0 u32:5=4"},
+      {16, 3, kCmdGetAll, "raw:2=020000000002 u32:1=2 u32:4=1 u32:5=4"},
+      {16, 3, kCmdGetAll, "raw:2=02000000000b u32:1=0 u32:4=1 u32:5=4"},
       {44, 1, kCmdGetAll, "u32:1=@10.1.0.0 u32:3=@10.1.0.1 u32:7=2"},
       {44, 1, kCmdGetAll, "u32:1=@10.30.0.0 u32[]:4=[@10.1.0.9] u32:7=6"},
       {44, 1, kCmdGetAll, "u32:1=@10.40.0.0 u32:7=8 u32:8=7"},
@@ -282,7 +261,7 @@ TEST(HostService, ListsAsTheKernelHasThem) {
       {24, 1, kCmdSet, "u32:0xff0005=0xff0013"},  // a new name: denied
       {24, 0, 5, "u32:0xff0005=0xff0013"},        // reboot: denied
   };
-  for (const auto& r : rows) expectHolds(c, r.svc, r.handler, r.cmd, 0, expand(r.fields));
+  for (const auto& r : rows) expectHolds(d, r.svc, r.handler, r.cmd, 0, expand(r.fields));
   EXPECT_EQ(0, d.end(SIGTERM)) << d.log();
 }
 
