@@ -1,21 +1,17 @@
 #!/usr/bin/env bash
-# tarn-supervisor over stand-in programs (real processes and sockets): the
-# agent starts at once, is handed its socket and leaves when idle without
-# being started again until a bus command comes; crashes (and an agent
-# ending with status 0 too soon to be an idle leave) are restarted with
-# growing delays; on SIGTERM a router ignoring it is killed after the grace.
+# tarn-supervisor over stand-in programs: the agent starts at once with its
+# socket, leaves when idle and waits for a bus command; crashes (and a status
+# 0 too soon for an idle leave) restart with growing delays; on SIGTERM a
+# router ignoring it is killed after the grace.
 #   supervisor_test.sh SUPERVISOR STANDIN TARNCTL
 set -u
 supervisor=$(realpath "$1") standin=$(realpath "$2") tarnctl=$(realpath "$3")
 dir=$(mktemp -d /tmp/supervisor-test-XXXXXX)
 root=$dir/root log=$dir/log starts=$dir/root/tarn/starts
-mkdir "$dir/bin"
-ln -s "$standin" "$dir/bin/tarn-snmpd"
-ln -s "$standin" "$dir/bin/tarn-routerd"
+mkdir "$dir/bin"; for p in snmpd routerd; do ln -s "$standin" "$dir/bin/tarn-$p"; done
 export TARN_ROOT=$root
 unset TARN_SERVICE_ID LISTEN_PID LISTEN_FDS
-"$supervisor" --root "$root" --bin "$dir/bin" --grace 1 --host -- --ignore-term 2>"$log" &
-sup=$!
+"$supervisor" --root "$root" --bin "$dir/bin" --grace 1 --host -- --ignore-term 2>"$log" & sup=$!
 cleanup() {
   kill -KILL "$sup" 2>/dev/null
   for p in $(awk '{print $2}' "$starts" 2>/dev/null); do kill -KILL "$p" 2>/dev/null; done
@@ -25,16 +21,12 @@ trap cleanup EXIT
 fail=0
 bad() { echo "FAIL: $*"; fail=1; }
 # wait_log TEXT: waits (10 s at most) for a log line holding TEXT.
-wait_log() {
-  for _ in $(seq 200); do grep -qF -- "$1" "$log" && return 0; sleep 0.05; done
-  bad "no '$1' in the log"
-}
+wait_log() { for _ in $(seq 200); do grep -qF -- "$1" "$log" && return; sleep 0.05; done
+  bad "no '$1'"; }
 last_pid() { awk -v k="$1" '$1 == k { p = $2 } END { print p }' "$starts" 2>/dev/null; }
 # restarted PID: waits (10 s at most) for an agent started after PID, unasked.
-restarted() {
-  for _ in $(seq 200); do [ "$(last_pid agent)" != "$1" ] && return; sleep 0.05; done
-  bad "agent $1 not restarted"
-}
+restarted() { for _ in $(seq 200); do [ "$(last_pid agent)" != "$1" ] && return; sleep 0.05; done
+  bad "agent $1 not restarted"; }
 # ask COMMAND [TIMEOUT_MS]: the pid of the agent that answered, empty if none.
 ask() {
   "$tarnctl" --json --timeout "${2:-10000}" send 161 "$1" 2>/dev/null |
