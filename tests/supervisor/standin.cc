@@ -7,11 +7,11 @@
 //                 $TARN_ROOT/tarn/quit-at-start exists
 //   tarn-routerd  service 20 until killed; --ignore-term: ignore SIGTERM
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 
 #include "platform/looper.h"
@@ -21,58 +21,46 @@ using namespace tarn;
 
 namespace {
 
-class StandIn : public Looper {
- public:
+struct StandIn : Looper {
   explicit StandIn(unsigned sid) : Looper(sid) {}
-  message cmdGet(const message&) override { return pidReply(); }
-  message cmdUnknown(const message&, unsigned cmd) override {
-    if (cmd == 0x78) _exit(3);
-    if (cmd == 0x79) setupLeave(0);
-    return pidReply();
-  }
-
- private:
-  static message pidReply() {
+  message cmdGet(const message&) override {
     message m;
     m.insert(u32_id(1), static_cast<uint32_t>(getpid()));
     return m;
   }
+  message cmdUnknown(const message& msg, unsigned cmd) override {
+    if (cmd == 0x78) _exit(3);
+    if (cmd == 0x79) setupLeave(0);
+    return cmdGet(msg);
+  }
 };
-
-void record(const std::string& line) {
-  FILE* f = fopen(rootPath("/tarn/starts").c_str(), "a");
-  if (!f) return;
-  fprintf(f, "%s\n", line.c_str());
-  fclose(f);
-}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const char* slash = strrchr(argv[0], '/');
-  std::string name = slash ? slash + 1 : argv[0];
-  std::string pid = std::to_string(getpid());
-  if (name == "tarn-routerd") {
-    std::string line = "router " + pid;
+  const std::string pid = std::to_string(getpid());
+  std::ofstream starts(rootPath("/tarn/starts"), std::ios::app);
+  if (strcmp(slash ? slash + 1 : argv[0], "tarn-routerd") == 0) {
+    StandIn router(20);
+    starts << "router " << pid;
     for (int i = 1; i < argc; ++i) {
-      line += std::string(" ") + argv[i];
+      starts << ' ' << argv[i];
       if (strcmp(argv[i], "--ignore-term") == 0) signal(SIGTERM, SIG_IGN);
     }
-    StandIn router(20);
-    record(line);
+    starts << std::endl;  // written before the supervisor looks
     router.run();
     return 0;
   }
-  const char* listenPid = getenv("LISTEN_PID");
-  bool activated = listenPid && listenPid == pid;
   if (access(rootPath("/tarn/quit-at-start").c_str(), F_OK) == 0) {
-    record("agent " + pid + " quit");
+    starts << "agent " << pid << " quit\n";
     return 0;
   }
+  const bool activated = getenv("LISTEN_PID") && getenv("LISTEN_PID") == pid;
   setDefaultServiceId(161);
   StandIn agent(0);
   agent.setupLeave(1000);
-  record("agent " + pid + (activated ? " activated" : " bound"));
+  starts << "agent " << pid << (activated ? " activated" : " bound") << std::endl;
   agent.run();
   return 0;
 }
