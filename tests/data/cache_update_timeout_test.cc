@@ -141,7 +141,8 @@ TEST(CacheTimerOnRunner, ArmsAndCancels) {
   CountingProvider().get();  // destroyed while armed
   EXPECT_EQ(runner.timerCount(), 0u);
   tarn::setRunner(nullptr);
-  p.get(), p.invalidateData();
+  p.get();
+  p.invalidateData();
   tarn::setRunner(saved);
 }
 

@@ -55,7 +55,8 @@ TEST(Bus, TimeOutThenLateReplyIsDiscarded) {
   }
   message m2 = request(kRaw, kCmdGetObj);
   EXPECT_EQ(222u, l.exchangeMessage(m2, 2000).get(u32_id(1), 0));
-  close(conn), close(lfd);
+  close(conn);
+  close(lfd);
 }
 
 TEST(Bus, MalformedFrameClosesOnlyThatConnection) {
@@ -82,7 +83,8 @@ TEST(Bus, MalformedFrameClosesOnlyThatConnection) {
   ASSERT_TRUE(readFrame(good, &reply, 1000));
   EXPECT_EQ(5u, reply.get(u32_id(kFieldSeq), 0));
   EXPECT_TRUE(reply.has(u32_id(kFieldCount)));
-  close(bad), close(good);
+  close(bad);
+  close(good);
 }
 
 // The server process: get-one answers twice the id; it fires a link
@@ -105,7 +107,10 @@ class Client : public Looper {
  public:
   Client() : Looper(kClient) {}
   message cmdUnknown(const message& msg, unsigned cmd) override {
-    if (cmd == kLinkCode) notified = msg, shutdown();
+    if (cmd == kLinkCode) {
+      notified = msg;
+      shutdown();
+    }
     return message();
   }
   // Serves the loop for ms (renewals, notifications), ending early if a
@@ -121,7 +126,11 @@ class Client : public Looper {
 
 pid_t startServer() {
   pid_t pid = fork();
-  if (pid == 0) alarm(20), Server().run(), _exit(0);
+  if (pid == 0) {
+    alarm(20);
+    Server().run();
+    _exit(0);
+  }
   return pid;
 }
 

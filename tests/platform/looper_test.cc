@@ -20,7 +20,10 @@ class Listener : public Looper {
  public:
   Listener() : Looper(kSvc) {}
   message cmdUnknown(const message& msg, unsigned cmd) override {
-    if (cmd == kCmdChanged) changes.push_back(msg), shutdown();
+    if (cmd == kCmdChanged) {
+      changes.push_back(msg);
+      shutdown();
+    }
     return message();
   }
   std::vector<message> changes;

@@ -51,15 +51,18 @@ class Agent : public ::testing::Test {
  protected:
   void SetUp() override {
     tarn::setDefaultServiceId(161);
-    savedMakers.swap(trapMakers), savedScribers.swap(scribers);
+    savedMakers.swap(trapMakers);
+    savedScribers.swap(scribers);
     scribers = {{"a", subscribeSource<'a'>, unsubscribeSource<'a'>},
                 {"b", subscribeSource<'b'>, unsubscribeSource<'b'>},
                 {"c", subscribeSource<'c'>, unsubscribeSource<'c'>}};
-    linkStates.clear(), sourceCalls.clear();
+    linkStates.clear();
+    sourceCalls.clear();
   }
   void TearDown() override {
     agent.reset();
-    trapMakers.swap(savedMakers), scribers.swap(savedScribers);
+    trapMakers.swap(savedMakers);
+    scribers.swap(savedScribers);
     tarn::setDefaultServiceId(0);
   }
   // A new agent over the root's store, as main makes it (init included);
