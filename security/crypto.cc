@@ -1,6 +1,6 @@
 // The SNMPv3 security primitives over OpenSSL's libcrypto. This is the only
-// file of the agent that includes OpenSSL: digests go through the EVP
-// interface (both 1.0.x and 1.1+/3.x), DES through the low-level calls,
+// file of the agent that includes OpenSSL: digests and AES go through the
+// EVP interface (both 1.0.x and 1.1+/3.x), DES through the low-level calls,
 // because OpenSSL 3's EVP refuses DES without the legacy provider.
 #include "security/crypto.h"
 
@@ -14,33 +14,64 @@
 
 #include <algorithm>
 
+// One digest algorithm: the library's method, the name to fetch it by, its
+// input block size (the HMAC pad size) and the MAC length the protocol
+// carries.
 struct Digest {
   const EVP_MD* (*md)();
+  const char* name;
+  unsigned blockSize;
+  unsigned macLength;
 };
 
 namespace {
 
-const Digest kMd5 = {EVP_md5};
-const Digest kSha1 = {EVP_sha1};
+// Indexed by the AUTH_ numbers.
+const Digest kDigests[DIGEST_COUNT] = {
+    {EVP_md5, "MD5", 64, 12},          {EVP_sha1, "SHA1", 64, 12},
+    {EVP_sha224, "SHA2-224", 64, 16},  {EVP_sha256, "SHA2-256", 64, 24},
+    {EVP_sha384, "SHA2-384", 128, 32}, {EVP_sha512, "SHA2-512", 128, 48},
+};
 
 // Bytes the password is stretched to, fed in blocks of this size.
 constexpr unsigned STRETCH_BYTES = 1048576;
 constexpr unsigned STRETCH_BLOCK = 64;
-constexpr unsigned PAD_HALF = PAD_BLOCKS_SIZE / 2;
+// Pad-block half of an unusable digest.
+constexpr unsigned DEFAULT_BLOCK = 64;
+constexpr unsigned AES_IV_SIZE = 16;
+
+unsigned blockOf(const Digest* digest) {
+  return digest ? digest->blockSize : DEFAULT_BLOCK;
+}
 
 // The implementation to hand to EVP_DigestInit_ex. OpenSSL 3 resolves the
 // method that EVP_md5() or EVP_sha1() names anew, under a lock, on every
 // init, which was a fifth of the work of an authPriv request (two inits per
-// HMAC, two HMACs per request); fetching once and keeping the result for
-// the life of the process skips that. Older libraries need no fetch.
+// HMAC, two HMACs per request); fetching each once and keeping the result
+// for the life of the process skips that. Older libraries need no fetch.
 const EVP_MD* mdOf(const Digest* digest) {
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
-  static EVP_MD* const md5 = EVP_MD_fetch(nullptr, "MD5", nullptr);
-  static EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
-  if (digest == &kMd5 && md5) return md5;
-  if (digest == &kSha1 && sha1) return sha1;
+  struct Fetched {
+    EVP_MD* md[DIGEST_COUNT];
+    Fetched() {
+      for (unsigned i = 0; i < DIGEST_COUNT; ++i)
+        md[i] = EVP_MD_fetch(nullptr, kDigests[i].name, nullptr);
+    }
+  };
+  static const Fetched fetched;
+  const size_t i = static_cast<size_t>(digest - kDigests);
+  if (i < DIGEST_COUNT && fetched.md[i]) return fetched.md[i];
 #endif
   return digest->md();
+}
+
+// AES-128-CFB128, fetched once like the digests.
+const EVP_CIPHER* aesCipher() {
+#if OPENSSL_VERSION_NUMBER >= 0x30000000L
+  static EVP_CIPHER* const fetched = EVP_CIPHER_fetch(nullptr, "AES-128-CFB", nullptr);
+  if (fetched) return fetched;
+#endif
+  return EVP_aes_128_cfb128();
 }
 
 // One digest computation; the context is freed with the object.
@@ -79,7 +110,9 @@ class Hasher {
 
 }  // namespace
 
-const Digest* const methods[DIGEST_COUNT] = {&kMd5, &kSha1};
+const Digest* const methods[DIGEST_COUNT] = {
+    &kDigests[AUTH_MD5],    &kDigests[AUTH_SHA1],   &kDigests[AUTH_SHA224],
+    &kDigests[AUTH_SHA256], &kDigests[AUTH_SHA384], &kDigests[AUTH_SHA512]};
 
 const Digest* digestOf(unsigned protocol) {
   return protocol < DIGEST_COUNT ? methods[protocol] : nullptr;
@@ -88,6 +121,13 @@ const Digest* digestOf(unsigned protocol) {
 unsigned digestSize(const Digest* digest) {
   return digest ? static_cast<unsigned>(EVP_MD_size(digest->md())) : 0;
 }
+
+unsigned macLength(unsigned protocol) {
+  const Digest* digest = digestOf(protocol);
+  return digest ? digest->macLength : 0;
+}
+
+unsigned padBlocksSize(const Digest* digest) { return 2 * blockOf(digest); }
 
 std::vector<unsigned char> passwordToAKey(const std::string& password,
                                           const Digest* digest) {
@@ -131,12 +171,13 @@ std::vector<unsigned char> aKeyToBKey(const std::vector<unsigned char>& key,
 }
 
 std::vector<unsigned char> bKeyToDKey(const std::vector<unsigned char>& key,
-                                      const Digest*) {
-  std::vector<unsigned char> pads(PAD_BLOCKS_SIZE);
-  for (unsigned i = 0; i < PAD_HALF; ++i) {
+                                      const Digest* digest) {
+  const unsigned half = blockOf(digest);
+  std::vector<unsigned char> pads(2 * half);
+  for (unsigned i = 0; i < half; ++i) {
     const unsigned char k = i < key.size() ? key[i] : 0;
     pads[i] = k ^ 0x36;
-    pads[PAD_HALF + i] = k ^ 0x5C;
+    pads[half + i] = k ^ 0x5C;
   }
   return pads;
 }
@@ -151,7 +192,8 @@ bool digestMessage(std::vector<unsigned char>& digest,
                    const std::vector<unsigned char>& padBlocks,
                    unsigned position, unsigned length, const Digest* method) {
   digest.clear();
-  if (padBlocks.size() != PAD_BLOCKS_SIZE || position > message.size() ||
+  const unsigned half = blockOf(method);
+  if (!method || padBlocks.size() != 2 * half || position > message.size() ||
       length > message.size() - position)
     return false;
   // The field is hashed as zeros; keep its bytes to put them back.
@@ -162,12 +204,12 @@ bool digestMessage(std::vector<unsigned char>& digest,
   Hasher h;
   std::vector<unsigned char> inner;
   if (h.init(method)) {
-    h.update(padBlocks.data(), PAD_HALF);
+    h.update(padBlocks.data(), half);
     h.update(message.data(), message.size());
     inner = h.final();
   }
   if (!inner.empty() && h.init(method)) {
-    h.update(padBlocks.data() + PAD_HALF, PAD_HALF);
+    h.update(padBlocks.data() + half, half);
     h.update(inner.data(), inner.size());
     digest = h.final();
   }
@@ -210,4 +252,40 @@ void cryptMessageDES(const std::string& salt,
     DES_cbc_encrypt(src.data(), dst.data(), static_cast<long>(rounded),
                     &schedule, &iv, encrypt ? DES_ENCRYPT : DES_DECRYPT);
   out.assign(reinterpret_cast<const char*>(dst.data()), in.size());
+}
+
+std::string aesIv(int engineBoots, int engineTime, const std::string& salt) {
+  std::string iv(AES_IV_SIZE, '\0');
+  const unsigned boots = static_cast<unsigned>(engineBoots);
+  const unsigned time = static_cast<unsigned>(engineTime);
+  for (unsigned i = 0; i < 4; ++i) {
+    iv[i] = static_cast<char>(boots >> (24 - 8 * i) & 0xFF);
+    iv[4 + i] = static_cast<char>(time >> (24 - 8 * i) & 0xFF);
+  }
+  for (unsigned i = 0; i < AES_SALT_SIZE && i < salt.size(); ++i) iv[8 + i] = salt[i];
+  return iv;
+}
+
+void cryptMessageAES(const std::string& iv,
+                     const std::vector<unsigned char>& key,
+                     const std::string& in, std::string& out, int encrypt) {
+  out.clear();
+  if (key.size() < AES_KEY_SIZE || iv.size() != AES_IV_SIZE) return;
+  EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
+  if (!ctx) return;
+  // CFB is a stream mode: the output is exactly as long as the input, and
+  // the final call adds nothing.
+  std::vector<unsigned char> dst(in.size() + AES_IV_SIZE);
+  int len = 0, tail = 0;
+  const bool ok =
+      EVP_CipherInit_ex(ctx, aesCipher(), nullptr, key.data(),
+                        reinterpret_cast<const unsigned char*>(iv.data()),
+                        encrypt ? 1 : 0) == 1 &&
+      EVP_CipherUpdate(ctx, dst.data(), &len,
+                       reinterpret_cast<const unsigned char*>(in.data()),
+                       static_cast<int>(in.size())) == 1 &&
+      EVP_CipherFinal_ex(ctx, dst.data() + len, &tail) == 1 &&
+      static_cast<size_t>(len + tail) == in.size();
+  EVP_CIPHER_CTX_free(ctx);
+  if (ok) out.assign(reinterpret_cast<const char*>(dst.data()), in.size());
 }
