@@ -58,6 +58,9 @@ class InStream : public UberStream {
 
   // --- SNMPv3 (implemented by the security layer) ---
   bool readV3Info(int& v3_err);
+  // Checks and decrypts with the user's keys; false only when the message
+  // does not decode. Afterwards securityLevel (and the V3Info) is what the
+  // reply goes out with: none when the digest or decryption check failed.
   bool decryptAndCheckSignature(int& v3_err,
                                 const std::vector<unsigned char>& authKey,
                                 unsigned authProtocol,
@@ -84,9 +87,6 @@ class InStream : public UberStream {
   unsigned cursor_ = 0;
   int version_ = -1;
   bool versionRead_ = false;
-  // The message as received, kept for the digest when the scoped PDU was
-  // decrypted in place.
-  std::vector<unsigned char> received_;
   V3Info* v3info_ = nullptr;
 };
 

@@ -38,9 +38,9 @@ class CommunityKeep : public tarn::Handler {
     bool readAccess = false;
     bool writeAccess = false;
     int security = 0;           // 0 none, 1 authentication, 2 auth + privacy
-    unsigned authProtocol = 0;  // index into `methods`: 0 MD5, 1 SHA-1
+    unsigned authProtocol = 0;  // index into `methods`: 0 MD5, 1 SHA-1, 2-5 SHA-2
     std::vector<unsigned char> authKey;  // HMAC pad blocks, derived
-    unsigned privProtocol = 0;  // kept and reported; DES is the only cipher
+    unsigned privProtocol = 0;  // 1 AES-128; any other value DES
     std::vector<unsigned char> privKey;  // localized key, derived
     std::string authPassword;
     std::string privPassword;

@@ -16,7 +16,7 @@ constexpr int NOT_IN_TIME_WINDOW = 1;     // usmStatsNotInTimeWindows
 constexpr int UNKNOWN_USER_NAME = 2;      // usmStatsUnknownUserNames
 constexpr int UNKNOWN_ENGINE_ID = 3;      // usmStatsUnknownEngineIDs
 constexpr int WRONG_DIGEST = 4;           // usmStatsWrongDigests
-// Never raised; its counter and report object exist all the same.
+// AES privacy parameters that are not 8 octets (DES raises nothing).
 constexpr int DECRYPTION_ERROR = 5;       // usmStatsDecryptionErrors
 constexpr unsigned COUNT = 6;
 

@@ -5,10 +5,12 @@
 // A failure to decode returns false (the request is dropped without reply).
 // A security failure is not a decoding failure: it records the first error
 // code in v3_err, the read goes on, and the caller answers with a report.
-#include <algorithm>
+// A message that fails the digest or the decryption check leaves with its
+// security cleared (level none), so that its report goes out unsigned.
 #include <string>
 
 #include "codec/in_stream.h"
+#include "codec/out_stream.h"
 #include "codec/wire.h"
 #include "security/crypto.h"
 #include "security/v3_errors.h"
@@ -52,61 +54,115 @@ bool InStream::readV3Info(int& v3_err) {
   return true;
 }
 
+namespace {
+
+// Authentication parameters shorter than this never authenticate: the
+// shortest MAC of any protocol (HMAC-MD5-96, HMAC-SHA-96) is 12 octets.
+constexpr unsigned MIN_AUTH_PARAMS = 12;
+
+// Whether the received authentication parameters are the message's MAC:
+// at least MIN_AUTH_PARAMS octets, at most the full digest, and equal to as
+// many leading octets of the digest as were received. The comparison takes
+// the same time wherever the first difference lies.
+bool macMatches(std::vector<unsigned char>& message, const V3Info& info,
+                const std::vector<unsigned char>& authKey, unsigned authProtocol) {
+  const std::string& got = info.authParams;
+  if (got.size() < MIN_AUTH_PARAMS) return false;
+  std::vector<unsigned char> digest;
+  if (!digestMessage(digest, message, authKey, info.authParamsPos,
+                     static_cast<unsigned>(got.size()), authProtocol) ||
+      digest.size() < got.size())
+    return false;
+  unsigned char differ = 0;
+  for (size_t i = 0; i < got.size(); ++i)
+    differ |= static_cast<unsigned char>(static_cast<unsigned char>(got[i]) ^ digest[i]);
+  return differ == 0;
+}
+
+// What is read in place of a scoped PDU that cannot be decrypted: our
+// context engine ID, the empty context name and a GetRequest with request
+// id 0 and no bindings, so that the report can be built. (The manager
+// matches the report to its request by the message id.)
+std::string standInScopedPdu(const std::string& engineId) {
+  OutStream pdu;
+  pdu.startSeq(wire::SEQUENCE);
+  pdu.add(engineId, wire::OCTET_STRING);
+  pdu.add(std::string(), wire::OCTET_STRING);
+  pdu.startSeq(wire::GET_REQUEST);
+  for (int i = 0; i < 3; ++i) pdu.add(0, wire::INTEGER);
+  pdu.startSeq(wire::SEQUENCE);
+  pdu.endSeq();
+  pdu.endSeq();
+  pdu.endSeq();
+  return std::string(pdu.data.begin(), pdu.data.end());
+}
+
+}  // namespace
+
 bool InStream::decryptAndCheckSignature(
     int& v3_err, const std::vector<unsigned char>& authKey,
     unsigned authProtocol, const std::vector<unsigned char>& privKey,
-    unsigned /*privProtocol: DES is the only cipher*/,
-    const V3ServerInfo& server) {
+    unsigned privProtocol, const V3ServerInfo& server) {
   if (!v3info_) return false;
   V3Info& info = *v3info_;
 
-  const bool encrypted = securityLevel == wire::LEVEL_PRIV;
-  if (encrypted) {
-    // The digest covers the message as received: keep it, then go on
-    // reading in the message up to the ciphertext followed by the plaintext.
-    received_ = data;
+  // The checks run in the order of RFC 3414 3.2 (engine ID, digest, time
+  // window, decryption), so the first error raised is the one it reports.
+  const unsigned now = engineTime(server);
+  const bool foreignEngine = info.engineId != server.engineId;
+  if (foreignEngine) raiseV3Error(v3_err, v3err::UNKNOWN_ENGINE_ID);
+
+  bool authentic = true;
+  if (securityLevel >= wire::LEVEL_AUTH) {
+    // Over the message as received, before the scoped PDU is decrypted.
+    authentic = macMatches(data, info, authKey, authProtocol);
+    if (!authentic) raiseV3Error(v3_err, v3err::WRONG_DIGEST);
+    // One-sided on purpose: a time ahead of ours wraps to a huge difference.
+    if (info.engineBoots != server.engineBoots ||
+        now - static_cast<unsigned>(info.engineTime) > server.timeWindow)
+      raiseV3Error(v3_err, v3err::NOT_IN_TIME_WINDOW);
+  }
+
+  if (securityLevel == wire::LEVEL_PRIV) {
+    // Go on reading in the message up to the ciphertext followed by the
+    // plaintext.
     const unsigned start = cursor_;
     std::string cipher, plain;
     if (!getString(&cipher)) return false;
-    cryptMessageDES(info.privParams, privKey, cipher, plain, 0);
+    if (privProtocol != PRIV_AES128) {
+      cryptMessageDES(info.privParams, privKey, cipher, plain, 0);
+    } else if (info.privParams.size() == AES_SALT_SIZE) {
+      // The IV takes the boots and time the message carries.
+      cryptMessageAES(aesIv(info.engineBoots, info.engineTime, info.privParams),
+                      privKey, cipher, plain, 0);
+    } else {
+      raiseV3Error(v3_err, v3err::DECRYPTION_ERROR);
+      authentic = false;
+      plain = standInScopedPdu(server.engineId);
+    }
     data.resize(start);
     data.insert(data.end(), plain.begin(), plain.end());
     cursor_ = start;
-    info.privParams = makeSalt(server.engineBoots);  // the reply's salt
   }
 
   if (enterSeq() < 0 || !getString(&info.contextEngineId) ||
       !getString(&info.contextName))
     return false;
 
-  const unsigned now = engineTime(server);
-  if (info.engineId != server.engineId) {
+  if (foreignEngine) {
     // The report teaches the manager our engine ID.
     info.engineId = server.engineId;
     info.contextEngineId = server.engineId;
-    raiseV3Error(v3_err, v3err::UNKNOWN_ENGINE_ID);
   }
-
-  if (securityLevel >= wire::LEVEL_AUTH) {
-    // One-sided on purpose: a time ahead of ours wraps to a huge difference.
-    if (info.engineBoots != server.engineBoots ||
-        now - static_cast<unsigned>(info.engineTime) > server.timeWindow)
-      raiseV3Error(v3_err, v3err::NOT_IN_TIME_WINDOW);
-
-    // Compared over the received length, however long the manager sent it.
-    std::vector<unsigned char>& message = encrypted ? received_ : data;
-    const std::string& got = info.authParams;
-    std::vector<unsigned char> digest;
-    const bool ok =
-        digestMessage(digest, message, authKey, info.authParamsPos,
-                      static_cast<unsigned>(got.size()), authProtocol);
-    if (digest.size() > got.size()) digest.resize(got.size());
-    if (!ok || digest.size() != got.size() ||
-        !std::equal(digest.begin(), digest.end(),
-                    reinterpret_cast<const unsigned char*>(got.data())))
-      raiseV3Error(v3_err, v3err::WRONG_DIGEST);
+  if (!authentic) {
+    // The manager failed to prove the key: the report goes out neither
+    // signed nor encrypted (RFC 3414 3.2), which it can read whatever key
+    // it holds.
+    clearAuthPrivInfo();
+    securityLevel = wire::LEVEL_NONE;
   }
-
+  if (securityLevel == wire::LEVEL_PRIV)
+    info.privParams = makeSalt(privProtocol, server.engineBoots);  // the reply's
   info.engineBoots = server.engineBoots;
   info.engineTime = static_cast<int>(now);
   return true;

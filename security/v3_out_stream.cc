@@ -17,6 +17,7 @@
 
 namespace {
 // DES works on 8-byte blocks; the scoped PDU is padded with this byte.
+// AES in CFB mode needs no padding.
 constexpr unsigned DES_BLOCK = 8;
 constexpr char PAD_BYTE = 5;
 }  // namespace
@@ -56,15 +57,20 @@ void OutStream::writeV3Info(const V3Info* info) {
 
 void OutStream::cryptPacket(const V3Info* info,
                             const std::vector<unsigned char>& privKey,
-                            unsigned /*privProtocol: DES is the only cipher*/) {
+                            unsigned privProtocol) {
   endSeq();  // the scoped PDU
   if (securityLevel != wire::LEVEL_PRIV || !info || scopedPduPos == 0 ||
       scopedPduPos >= data.size())
     return;
   std::string plain(data.begin() + scopedPduPos, data.end());
-  plain.append((DES_BLOCK - plain.size() % DES_BLOCK) % DES_BLOCK, PAD_BYTE);
   std::string cipher;
-  cryptMessageDES(info->privParams, privKey, plain, cipher, 1);
+  if (privProtocol == PRIV_AES128) {
+    cryptMessageAES(aesIv(info->engineBoots, info->engineTime, info->privParams),
+                    privKey, plain, cipher, 1);
+  } else {
+    plain.append((DES_BLOCK - plain.size() % DES_BLOCK) % DES_BLOCK, PAD_BYTE);
+    cryptMessageDES(info->privParams, privKey, plain, cipher, 1);
+  }
   data.resize(scopedPduPos);
   add(cipher, wire::OCTET_STRING);
 }
@@ -73,8 +79,8 @@ void OutStream::signPacket(const V3Info* info,
                            const std::vector<unsigned char>& authKey,
                            unsigned authProtocol) {
   if (securityLevel < wire::LEVEL_AUTH || !info || authParamsPos == 0) return;
-  // As many digest bytes as the area holds: 12 for traps, the request's
-  // length for replies.
+  // As many digest bytes as the area holds: the protocol's MAC length for
+  // traps, the request's length for replies.
   const unsigned len = static_cast<unsigned>(info->authParams.size());
   if (authParamsPos > data.size() || len > data.size() - authParamsPos) return;
   auto area = data.begin() + authParamsPos;

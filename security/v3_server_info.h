@@ -31,4 +31,13 @@ unsigned engineTime(const V3ServerInfo& server);
 // (rand(), seeded once at start).
 std::string makeSalt(int engineBoots);
 
+// A fresh AES salt: a 64-bit counter as 8 bytes in network order. It starts
+// at a random value (from the system's random source) on first use and
+// goes up by one per call, so that no salt repeats while the process runs,
+// whatever the key.
+std::string makeAesSalt();
+
+// The salt of a message this engine encrypts with `privProtocol`.
+std::string makeSalt(unsigned privProtocol, int engineBoots);
+
 #endif

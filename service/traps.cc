@@ -21,6 +21,7 @@
 #include "platform/clock.h"
 #include "platform/codes.h"
 #include "security/community_keep.h"
+#include "security/crypto.h"
 #include "service/ports.h"
 #include "service/snmp_fields.h"
 #include "service/snmp_looper.h"
@@ -57,8 +58,8 @@ V3Info trapHeader(const CommunityKeep::Item& user, const V3ServerInfo& engine) {
   if (user.security == 2) flags |= 2;
   info.flags.assign(1, flags);
   info.securityModel = USM;
-  if (user.security > 0) info.authParams.assign(12, '\0');
-  if (user.security == 2) info.privParams = makeSalt(engine.engineBoots);
+  if (user.security > 0) info.authParams.assign(macLength(user.authProtocol), '\0');
+  if (user.security == 2) info.privParams = makeSalt(user.privProtocol, engine.engineBoots);
   info.engineId = engine.engineId;
   info.engineBoots = engine.engineBoots;
   info.engineTime = static_cast<int>(engineTime(engine));

@@ -59,7 +59,8 @@ class Request : public ::testing::Test {
   }
 
   void add(const std::string& name, bool read, bool write, unsigned security = 0,
-           unsigned address = 0, unsigned netmask = 0) {
+           unsigned address = 0, unsigned netmask = 0, unsigned authProtocol = AUTH_MD5,
+           unsigned privProtocol = PRIV_DES) {
     tarn::message m;
     m.insert(tarn::string_id(5), name);
     m.insert(tarn::bool_id(6), read);
@@ -67,6 +68,8 @@ class Request : public ::testing::Test {
     m.insert(tarn::u32_id(15), security);
     m.insert(tarn::be32_id(8), address);
     m.insert(tarn::be32_id(9), netmask);
+    m.insert(tarn::u32_id(20), authProtocol);
+    m.insert(tarn::u32_id(21), privProtocol);
     m.insert(tarn::string_id(11), std::string("authpass1234"));
     m.insert(tarn::string_id(12), std::string("privpass5678"));
     ASSERT_TRUE(keep.cmdAddObj(m).has(tarn::u32_id(0xfe0001)));
@@ -187,6 +190,20 @@ const char kAliceGet[] =
     "080000000196a251910430c9410f534e2bb4d3ea86d145311db5711159171367"
     "91e32594d3ca3c1b0b711c8d1658953e9b5cb4aaedd9d712de3279";
 
+// kAliceGet with the last octet of its authentication parameters changed.
+const std::string kAliceWrongDigest = [] {
+  std::string r = kAliceGet;
+  return r.replace(r.find("b3da04"), 4, "b3db");
+}();
+
+// As kAliceGet, for carol with -a SHA-256 -x AES (a 24-octet MAC).
+const char kCarolGet[] =
+    "30818a020103301102041c202af2020300ffe30401070201030441303f040b80009cb5"
+    "04726f75746572020107020204d204056361726f6c0418bc85b247554ac02816b6a8c6"
+    "7ea3f84fa7318feb0d9c8f340408b53bd1cbfa39ad90042f0160d491f6b851703400e4"
+    "9a0935275494e5f46dd2ae8f3c71cc4226bcd4078dfb5e78a6398ba20456c95b25c443"
+    "56";
+
 // snmpget -v3 -l noAuthNoPriv -u nobody -e <our engine ID> sysDescr.0
 const char kNobodyGet[] =
     "30680201033011020465d5b975020300ffe30401040201030421301f040b80009cb504"
@@ -203,10 +220,11 @@ class RequestV3 : public Request {
     v3Engine = &engine;
     // alice may come from 127.0.0.1 only.
     add("alice", true, false, 2, htonl(0x7F000001), 0xFFFFFFFF);
+    add("carol", true, false, 2, 0, 0, AUTH_SHA256, PRIV_AES128);
     keep.regenerateKeys();
   }
 
-  // Decodes a reply as the manager would, with alice's keys; returns the
+  // Decodes a reply as the manager would, with its user's keys; returns the
   // reply PDU's tag and leaves the cursor at the first binding's value,
   // its name in *name.
   int readReply(const std::string& replyHex, OID* name) {
@@ -215,10 +233,11 @@ class RequestV3 : public Request {
     int err = v3err::NONE, v;
     EXPECT_EQ(in->getVersion(), 3);
     EXPECT_TRUE(in->readV3Info(err));
-    const CommunityKeep::Item* alice = keep.findItem("alice");
-    const std::vector<unsigned char> none, &auth = in->securityLevel ? alice->authKey : none,
-                                           &priv = in->securityLevel ? alice->privKey : none;
-    EXPECT_TRUE(in->decryptAndCheckSignature(err, auth, 0, priv, 0, engine));
+    CommunityKeep::Item none;
+    const CommunityKeep::Item* user = keep.findItem(in->v3Info()->userName);
+    if (!in->securityLevel || !user) user = &none;
+    EXPECT_TRUE(in->decryptAndCheckSignature(err, user->authKey, user->authProtocol, user->privKey,
+                                             user->privProtocol, engine));
     EXPECT_EQ(err, v3err::NONE);
     const int tag = in->getType();
     in->enterSeq();
@@ -236,8 +255,8 @@ class RequestV3 : public Request {
 
 // Each reply as the manager decodes it: a report names its counter (the
 // count so far as value), in time a GET is answered, the reply carries our
-// engine's identity and, when encrypted, a new salt that starts with our
-// boots.
+// engine's identity and, when encrypted, a new salt (DES's starts with our
+// boots). A report on a wrong digest goes out unauthenticated.
 TEST_F(RequestV3, AnswersOrReports) {
   const int NO_REPORT = -1, NO_USER = -1;
   struct Case {
@@ -248,6 +267,9 @@ TEST_F(RequestV3, AnswersOrReports) {
   } cases[] = {
       {"discovery", kDiscovery, 0, kLocalhost, NO_USER, REPORT, v3err::UNKNOWN_ENGINE_ID, LEVEL_NONE},
       {"authPriv", kAliceGet, 0, kLocalhost, NO_USER, GET_RESPONSE, NO_REPORT, LEVEL_PRIV},
+      {"authPriv SHA-256 AES", kCarolGet, 0, kLocalhost, NO_USER, GET_RESPONSE, NO_REPORT, LEVEL_PRIV},
+      {"wrong digest", kAliceWrongDigest.c_str(), 0, kLocalhost, NO_USER, REPORT, v3err::WRONG_DIGEST,
+       LEVEL_NONE},
       {"15 s late is in time", kAliceGet, 15, kLocalhost, NO_USER, GET_RESPONSE, NO_REPORT, LEVEL_PRIV},
       {"16 s late", kAliceGet, 16, kLocalhost, NO_USER, REPORT, v3err::NOT_IN_TIME_WINDOW, LEVEL_PRIV},
       // A refused source gets an unauthenticated report, unknown user.
@@ -262,17 +284,25 @@ TEST_F(RequestV3, AnswersOrReports) {
     if (CommunityKeep::Item* old = keep.findItem("nobody")) keep.cmdRemoveObj(tarn::message(), old->id);
     if (c.nobody != NO_USER) add("nobody", true, false, c.nobody);
     gUptime = 100 + 1234 + c.lag;
+    const unsigned counted = c.report == NO_REPORT ? 0 : Context::v3counters[c.report];
     std::string r = reply(c.request, c.from);
     ASSERT_NE(r, "no reply") << capture.err();
+    if (c.report != NO_REPORT) {
+      EXPECT_EQ(Context::v3counters[c.report], counted + 1);
+    }
     OID name;
     EXPECT_EQ(readReply(r, &name), c.tag);
     EXPECT_EQ(in->securityLevel, c.level);
     EXPECT_EQ(in->v3Info()->engineId, engine.engineId);
     EXPECT_EQ(in->v3Info()->engineBoots, 7);
     EXPECT_EQ(in->v3Info()->engineTime, static_cast<int>(1234 + c.lag));
+    EXPECT_EQ(in->v3Info()->authParams.size(), c.level == LEVEL_NONE ? 0u
+                                               : c.request == kCarolGet ? 24u : 12u);
     if (c.level == LEVEL_PRIV) {
       ASSERT_EQ(in->v3Info()->privParams.size(), 8u);
-      EXPECT_EQ(in->v3Info()->privParams.substr(0, 4), std::string("\0\0\0\7", 4));
+      if (c.request == kAliceGet) {
+        EXPECT_EQ(in->v3Info()->privParams.substr(0, 4), std::string("\0\0\0\7", 4));
+      }
     }
     if (c.report == NO_REPORT) {
       std::string value;

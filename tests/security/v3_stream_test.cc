@@ -50,7 +50,8 @@ class V3Stream : public ::testing::Test {
 
   // A GetRequest of sysDescr.0 carrying a string value of `valueLen` bytes
   // (long values make endSeq insert length octets).
-  Bytes build(int level, const Keys& k, unsigned protocol, size_t valueLen) {
+  Bytes build(int level, const Keys& k, unsigned protocol, size_t valueLen,
+              unsigned priv = PRIV_DES) {
     static const char* const kFlags[] = {"\x04", "\x05", "\x07"};
     info.flags = kFlags[level];
     OutStream out;
@@ -66,17 +67,18 @@ class V3Stream : public ::testing::Test {
     out.addVarBind({OID("1.3.6.1.2.1.1.1.0"), 4, std::string(valueLen, 'x')});
     out.endSeq();
     out.endSeq();
-    out.cryptPacket(&info, k.priv, 0);
+    out.cryptPacket(&info, k.priv, priv);
     out.endSeq();
     out.signPacket(&info, k.auth, protocol);
     return out.data;
   }
 
   // Reads a message through the security checks; true if both succeed.
-  bool check(InStream& in, int& err, const Keys& k, unsigned protocol) {
+  bool check(InStream& in, int& err, const Keys& k, unsigned protocol,
+             unsigned priv = PRIV_DES) {
     err = v3err::NONE;
     return in.getVersion() == 3 && in.readV3Info(err) &&
-           in.decryptAndCheckSignature(err, k.auth, protocol, k.priv, 0,
+           in.decryptAndCheckSignature(err, k.auth, protocol, k.priv, priv,
                                        server);
   }
 
@@ -100,28 +102,48 @@ class V3Stream : public ::testing::Test {
   V3Info info;
 };
 
+// Every authentication protocol with the MAC length it carries, and both
+// ciphers. A reply's salt is new: DES's starts with our boots, AES's counts
+// up by one per message.
 TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
-  for (unsigned protocol : {AUTH_MD5, AUTH_SHA1}) {
+  const auto counter = [](const std::string& salt) {
+    unsigned long long value = 0;
+    for (char ch : salt) value = value << 8 | static_cast<unsigned char>(ch);
+    return value;
+  };
+  std::string lastAesSalt;
+  for (unsigned protocol = 0; protocol < DIGEST_COUNT; ++protocol) {
     const Keys k = keysFor(protocol, "authpass1", "privpass1", server.engineId);
-    for (int level : {0, 1, 2}) {
-      for (size_t valueLen : {3, 120, 200, 400}) {
-        SCOPED_TRACE(testing::Message() << protocol << " " << level << " " << valueLen);
-        Bytes msg = build(level, k, protocol, valueLen);
-        InStream in(msg.data(), static_cast<unsigned>(msg.size()));
-        int err;
-        ASSERT_TRUE(check(in, err, k, protocol));
-        EXPECT_EQ(err, v3err::NONE);
-        EXPECT_EQ(in.securityLevel, level);
-        const V3Info& got = *in.v3Info();
-        EXPECT_TRUE(got.msgId == 77 && got.userName == "alice" && got.engineBoots == 7 &&
-                    got.engineTime == 5000 && got.contextEngineId == server.engineId);
-        EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), std::string(valueLen, 'x'));
-        if (level == 2) {
-          // Padding with 5s to whole blocks follows the scoped PDU, and the
-          // reply gets a new salt, boots first.
+    info.authParams = std::string(macLength(protocol), '\0');
+    for (unsigned priv : {PRIV_DES, PRIV_AES128}) {
+      for (int level : {0, 1, 2}) {
+        for (size_t valueLen : {3, 120, 200, 400}) {
+          SCOPED_TRACE(testing::Message() << protocol << " " << priv << " " << level << " "
+                                          << valueLen);
+          Bytes msg = build(level, k, protocol, valueLen, priv);
+          InStream in(msg.data(), static_cast<unsigned>(msg.size()));
+          int err;
+          ASSERT_TRUE(check(in, err, k, protocol, priv));
+          EXPECT_EQ(err, v3err::NONE);
+          EXPECT_EQ(in.securityLevel, level);
+          const V3Info& got = *in.v3Info();
+          EXPECT_TRUE(got.msgId == 77 && got.userName == "alice" && got.engineBoots == 7 &&
+                      got.engineTime == 5000 && got.contextEngineId == server.engineId);
+          EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), std::string(valueLen, 'x'));
+          if (level < 2) continue;
+          // DES pads with 5s to whole blocks; AES does not pad.
           const Bytes pad(in.data.begin() + in.position(), in.data.end());
-          EXPECT_TRUE(pad.size() < 8 && pad == Bytes(pad.size(), 5));
-          EXPECT_EQ(got.privParams.substr(0, 4), std::string("\0\0\0\7", 4));
+          ASSERT_EQ(got.privParams.size(), 8u);
+          if (priv == PRIV_DES) {
+            EXPECT_TRUE(pad.size() < 8 && pad == Bytes(pad.size(), 5));
+            EXPECT_EQ(got.privParams.substr(0, 4), std::string("\0\0\0\7", 4));
+          } else {
+            EXPECT_TRUE(pad.empty());
+            if (!lastAesSalt.empty()) {
+              EXPECT_EQ(counter(got.privParams), counter(lastAesSalt) + 1);
+            }
+            lastAesSalt = got.privParams;
+          }
         }
       }
     }
@@ -129,40 +151,73 @@ TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
 }
 
 // Security failures of a signed and encrypted message, with the error each
-// raises; the message still decodes so that a report can be built. The
-// window is one-sided (a time ahead of ours fails); the digest is compared
-// over the received authentication parameters, however long. (The window's
+// raises and the level its reply goes out at; the message still decodes so
+// that a report can be built. The window is one-sided (a time ahead of ours
+// fails). The digest is compared over the received authentication
+// parameters from 12 octets up to the whole digest; shorter ones fail even
+// when they are the digest's first octets. A failed digest or decryption
+// check (AES salt not 8 octets) leaves the reply unsigned and unencrypted,
+// and is found before the time window and the decryption. (The window's
 // edge and a wrong key: the net-snmp captures below.)
 TEST_F(V3Stream, SecurityFailures) {
+  using namespace v3err;
   const Keys good = keysFor(AUTH_MD5, "authpass1", "priv1", server.engineId);
+  const int PRIV = 2, NO = 0;
   struct {
     int boots, time;
     const char* engine;
     size_t authLen;
-    int err;
+    unsigned priv;
+    size_t saltLen;
+    int err, level;
   } cases[] = {
-      {7, 5000, "router", 12, v3err::NONE},
-      {7, 5001, "router", 12, v3err::NOT_IN_TIME_WINDOW},  // ahead
-      {8, 5000, "router", 12, v3err::NOT_IN_TIME_WINDOW},
-      {7, 5000, "other", 12, v3err::UNKNOWN_ENGINE_ID},
-      {7, 5000, "router", 16, v3err::NONE},
-      {7, 5000, "router", 8, v3err::NONE},
-      {7, 5000, "router", 20, v3err::WRONG_DIGEST},  // > MD5 size
+      {7, 5000, "router", 12, PRIV_DES, 8, NONE, PRIV},
+      {7, 5001, "router", 12, PRIV_DES, 8, NOT_IN_TIME_WINDOW, PRIV},  // ahead
+      {8, 5000, "router", 12, PRIV_DES, 8, NOT_IN_TIME_WINDOW, PRIV},
+      {7, 5000, "other", 12, PRIV_DES, 8, UNKNOWN_ENGINE_ID, PRIV},
+      {7, 5000, "router", 16, PRIV_DES, 8, NONE, PRIV},
+      {7, 5000, "router", 11, PRIV_DES, 8, WRONG_DIGEST, NO},
+      {7, 5000, "router", 1, PRIV_DES, 8, WRONG_DIGEST, NO},
+      {7, 5000, "router", 0, PRIV_DES, 8, WRONG_DIGEST, NO},
+      {7, 5000, "router", 20, PRIV_DES, 8, WRONG_DIGEST, NO},  // > MD5 size
+      {7, 5001, "router", 0, PRIV_DES, 8, WRONG_DIGEST, NO},
+      {7, 5000, "router", 12, PRIV_AES128, 8, NONE, PRIV},
+      {7, 5000, "router", 12, PRIV_AES128, 7, DECRYPTION_ERROR, NO},
+      {7, 5000, "router", 12, PRIV_AES128, 0, DECRYPTION_ERROR, NO},
+      {7, 5000, "router", 12, PRIV_AES128, 9, DECRYPTION_ERROR, NO},
+      {7, 5000, "router", 1, PRIV_AES128, 7, WRONG_DIGEST, NO},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.time << c.engine << c.authLen);
+    SCOPED_TRACE(testing::Message() << c.time << c.engine << c.authLen << " " << c.priv
+                                    << c.saltLen);
     info.engineBoots = c.boots;
     info.engineTime = c.time;
     info.engineId = info.contextEngineId = formatEngineID(c.engine);
     info.authParams = std::string(c.authLen, '\0');
-    Bytes msg = build(2, good, AUTH_MD5, 10);
+    info.privParams = std::string(c.saltLen, '\x42');
+    Bytes msg = build(2, good, AUTH_MD5, 10, c.priv);
     InStream in(msg.data(), static_cast<unsigned>(msg.size()));
     int err;
-    ASSERT_TRUE(check(in, err, good, AUTH_MD5));
+    ASSERT_TRUE(check(in, err, good, AUTH_MD5, c.priv));
     EXPECT_EQ(err, c.err);
-    EXPECT_EQ(in.v3Info()->engineId, server.engineId);
-    EXPECT_EQ(in.v3Info()->contextEngineId, server.engineId);
-    EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), "xxxxxxxxxx");
+    EXPECT_EQ(in.securityLevel, c.level);
+    const V3Info& got = *in.v3Info();
+    EXPECT_EQ(got.engineId, server.engineId);
+    EXPECT_EQ(got.contextEngineId, server.engineId);
+    EXPECT_EQ(got.flags[0] & 3, c.level == PRIV ? 3 : 0);
+    EXPECT_EQ(got.authParams.empty(), c.level == NO);
+    EXPECT_EQ(got.privParams.size(), c.level == PRIV ? 8u : 0u);
+    if (c.priv == PRIV_AES128 && c.saltLen != 8) {
+      // Read in place of the undecryptable PDU: a GetRequest, request id 0,
+      // no bindings, for the report.
+      int id = -1, skip;
+      EXPECT_EQ(in.getType(), 0xA0);
+      EXPECT_TRUE(in.enterSeq() >= 0 && in.getInt(&id) && in.getInt(&skip) &&
+                  in.getInt(&skip) && in.enterSeq() == 0);
+      EXPECT_EQ(id, 0);
+    } else {
+      EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), "xxxxxxxxxx");
+    }
   }
 }
 
@@ -199,23 +254,31 @@ TEST_F(V3Stream, FlagsAndClearing) {
 // (-v3 -l authPriv ... 127.0.0.1:PORT OID) to a responder that answered its
 // discovery probe with the engine ID, boots and time below.
 struct Captured {
-  unsigned protocol;
+  unsigned protocol, priv;
   const char *user, *authPass, *privPass, *engineHex;
   int boots, time;
   const char *oid, *hex;
 } const kCaptured[] = {
-    {AUTH_MD5, "alice", "authpass1234", "privpass5678",
+    {AUTH_MD5, PRIV_DES, "alice", "authpass1234", "privpass5678",
      "80009cb504726f75746572", 7, 1234, "1.3.6.1.2.1.1.1.0",
      "307f0201033011020424d1c3d2020300ffe304010702010304353033040b80009cb504"
      "726f75746572020107020204d20405616c696365040cd34fd8c930e4cdcfc9d6b3da04"
      "080000000196a251910430c9410f534e2bb4d3ea86d145311db5711159171367"
      "91e32594d3ca3c1b0b711c8d1658953e9b5cb4aaedd9d712de3279"},
-    {AUTH_SHA1, "bob", "shaauthpass", "shaprivpass", "80009cb504726f75746572",
+    {AUTH_SHA1, PRIV_DES, "bob", "shaauthpass", "shaprivpass", "80009cb504726f75746572",
      3, 100000, "1.3.6.1.2.1.1.5.0",
      "307e020103301102043e3944e7020300ffe304010702010304343032040b80009cb504"
      "726f7574657202010302030186a00403626f62040c6e536cffb534bd6a6ec7a4f30408"
      "00000001efe9f98c04308b9f805d7cb4d122efe31ef5f3aa81e7cfd0495aca016cf105"
      "c34fddd93b448fdc14cb93527e8c29c4c418e30814539a"},
+    // -a SHA-256 -x AES: a 24-octet MAC, an 8-octet salt, no padding.
+    {AUTH_SHA256, PRIV_AES128, "carol", "authpass1234", "privpass5678",
+     "80009cb504726f75746572", 7, 1234, "1.3.6.1.2.1.1.1.0",
+     "30818a020103301102041c202af2020300ffe30401070201030441303f040b80009cb5"
+     "04726f75746572020107020204d204056361726f6c0418bc85b247554ac02816b6a8c6"
+     "7ea3f84fa7318feb0d9c8f340408b53bd1cbfa39ad90042f0160d491f6b851703400e4"
+     "9a0935275494e5f46dd2ae8f3c71cc4226bcd4078dfb5e78a6398ba20456c95b25c443"
+     "56"},
 };
 
 TEST_F(V3Stream, NetSnmpRequestsAuthenticateAndDecrypt) {
@@ -232,7 +295,7 @@ TEST_F(V3Stream, NetSnmpRequestsAuthenticateAndDecrypt) {
       if (lag == 99) used.auth[0] ^= 1;
       InStream in(msg.data(), static_cast<unsigned>(msg.size()));
       int err;
-      ASSERT_TRUE(check(in, err, used, c.protocol));
+      ASSERT_TRUE(check(in, err, used, c.protocol, c.priv));
       EXPECT_EQ(err, lag <= 15   ? v3err::NONE
                      : lag == 16 ? v3err::NOT_IN_TIME_WINDOW
                                  : v3err::WRONG_DIGEST);
