@@ -11,6 +11,9 @@
 
 // Number of prefix bytes formatEngineID puts before the text.
 constexpr unsigned ENGINE_ID_PREFIX_LEN = 5;
+// The longest engine ID on the wire (SnmpEngineID is 5 to 32 octets);
+// managers refuse a longer one, discovery included.
+constexpr unsigned ENGINE_ID_MAX_LEN = 32;
 
 // The internal form of configured text: the prefix, then the text.
 std::string formatEngineID(const std::string& text);

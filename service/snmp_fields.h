@@ -35,6 +35,10 @@ constexpr unsigned CMD_GENERATORS = 100;    // list the trap generators
 
 constexpr unsigned NO_COMMUNITY = 0xFFFFFFFF;
 
+// The longest engine ID text (setting 10) in octets: on the wire it follows
+// a 5-octet prefix, and the whole may be at most 32 octets.
+constexpr unsigned ENGINE_ID_MAX_TEXT = 27;
+
 }  // namespace snmpf
 
 #endif

@@ -25,6 +25,7 @@
 #include "engine/request.h"
 #include "platform/clock.h"
 #include "platform/codes.h"
+#include "platform/errors.h"
 #include "security/community_keep.h"
 #include "security/engine_id.h"
 #include "service/ports.h"
@@ -40,6 +41,8 @@ const unsigned SETTINGS_ID = 0;
 const unsigned LEAVE_WHEN_IDLE_MS = 1000;
 const unsigned EVENT_POLICY = 128;
 const unsigned GENERATORS_POLICY = 704;
+static_assert(snmpf::ENGINE_ID_MAX_TEXT + ENGINE_ID_PREFIX_LEN == ENGINE_ID_MAX_LEN,
+              "the engine ID text limit follows from the wire limit");
 
 unsigned platformUptime() { return tarn::getUptime(); }
 
@@ -171,6 +174,14 @@ tarn::message SnmpLooper::cmdGet(const tarn::message& msg) {
 }
 
 tarn::message SnmpLooper::cmdSet(const tarn::message& req) {
+  // Checked before anything of the request applies: a refused request
+  // changes nothing.
+  if (req.get(snmpf::ENGINE_ID, std::string()).size() > snmpf::ENGINE_ID_MAX_TEXT) {
+    return tarn::errorMsg(tarn::kErrConflict,
+                          "engine-id: at most " + std::to_string(snmpf::ENGINE_ID_MAX_TEXT) +
+                              " octets (" + std::to_string(ENGINE_ID_MAX_LEN) +
+                              " on the wire with its prefix)");
+  }
   tarn::message undo = getConfig();
   undo.insert(tarn::u32_id(tarn::kFieldCmd), tarn::kCmdSet);
   unsigned sender;

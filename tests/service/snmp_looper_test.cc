@@ -4,6 +4,10 @@
 
 #include <stdlib.h>
 
+#include <sstream>
+
+#include "platform/codes.h"
+#include "platform/errors.h"
 #include "platform/store.h"
 #include "security/community_keep.h"
 #include "security/engine_id.h"
@@ -85,6 +89,41 @@ TEST_F(Agent, SourcesAndSocketFollowTheSettings) {
   EXPECT_EQ("cannot create service connection\n", c.err());
   EXPECT_FALSE(agent->open);
   unsetenv("TARN_SNMP_PORT");
+}
+
+// An engine ID whose wire form (5-octet prefix and text) would pass 32
+// octets is refused with the whole request: nothing changes, in memory or
+// in the store. 27 octets of text are taken.
+TEST_F(Agent, EngineIdLongerThanTheWireAllowsIsRefused) {
+  start();
+  const auto dump = [](const message& m) {
+    std::ostringstream text;
+    text << m;
+    return text.str();
+  };
+  for (size_t len : {27u, 28u}) {
+    SCOPED_TRACE(len);
+    const std::string text(len, 'e');
+    message m;
+    m.insert(snmpf::ENGINE_ID, text);
+    m.insert(snmpf::CONTACT, std::string("noc ") + std::to_string(len));
+    const std::string before = dump(agent->getConfig());
+    const std::string stored = dump(tarn::Store("/tarn/store/snmpd", 5).get(0));
+    diag::Capture quiet;
+    unsigned code = 0;
+    std::string error;
+    const bool refused = tarn::isError(agent->cmdSet(m), &code, &error);
+    EXPECT_EQ(refused, len > 27);
+    if (refused) {
+      EXPECT_EQ(code, tarn::kErrConflict);
+      EXPECT_EQ(error, "engine-id: at most 27 octets (32 on the wire with its prefix)");
+      EXPECT_EQ(dump(agent->getConfig()), before);
+      EXPECT_EQ(dump(tarn::Store("/tarn/store/snmpd", 5).get(0)), stored);
+    } else {
+      EXPECT_EQ(agent->engine.engineId, formatEngineID(text));
+      EXPECT_EQ(agent->contact, "noc 27");
+    }
+  }
 }
 
 }  // namespace
