@@ -60,8 +60,20 @@ const Key COMMUNITY[] = {
     {"auth-password", TEXT, 11, nullptr},
     {"priv-password", TEXT, 12, nullptr},
     {"security", CHOICE, 15, "none=0,auth=1,priv=2"},
-    {"auth-protocol", CHOICE, 20, "md5=0,sha=1"},
-    {"priv-protocol", CHOICE, 21, "des=0"},
+    {"auth-protocol", CHOICE, 20, "md5=0,sha=1,sha224=2,sha256=3,sha384=4,sha512=5"},
+    {"priv-protocol", CHOICE, 21, "des=0,aes=1"},
+};
+
+// TEXT keys whose value has a length limit: the key, the most octets, and
+// the rule as the refusal states it. The agent refuses a longer value too;
+// refusing it here keeps it off the bus.
+const struct {
+  const char* name;
+  size_t max;
+  const char* rule;
+} TEXT_LIMITS[] = {
+    {"engine-id", snmpf::ENGINE_ID_MAX_TEXT,
+     "at most 27 octets (32 on the wire with its 5-octet prefix)"},
 };
 
 const struct {
@@ -141,6 +153,12 @@ bool addWord(const Key* keys, size_t count, const std::string& word, message* m)
         m->insert(tarn::be32_id(k.field), static_cast<uint32_t>(ip.s_addr));
         return true;
       case TEXT:
+        for (const auto& limit : TEXT_LIMITS) {
+          if (name == limit.name && value.size() > limit.max) {
+            usageError(name + " too long: " + limit.rule);
+            return false;
+          }
+        }
         m->insert(tarn::string_id(k.field), value);
         return true;
       case CHOICE:
@@ -344,13 +362,13 @@ const char SNMP_ARGS[] =
 
 const char SNMP_SUMMARY[] =
     "the SNMP agent's settings, communities, trap generators and events.\n"
-    "      set keys: enabled=yes|no contact= location= engine-id= engine-boots=N\n"
-    "        time-window=S trap-target=IP trap-version=v1|v2c|v3 (or 0|1|3)\n"
+    "      set keys: enabled=yes|no contact= location= engine-id= (at most 27 octets)\n"
+    "        engine-boots=N time-window=S trap-target=IP trap-version=v1|v2c|v3 (or 0|1|3)\n"
     "        trap-community=ID|none trap-community-name= trap-generators=ID,...\n"
     "        (ids as 'tarnctl snmp generators' lists them; start-trap allowed)\n"
     "      community keys: name= read=yes|no write=yes|no address=IP netmask=IP\n"
-    "        security=none|auth|priv auth-protocol=md5|sha auth-password=\n"
-    "        priv-password= priv-protocol=des\n"
+    "        security=none|auth|priv auth-protocol=md5|sha|sha224|sha256|sha384|sha512\n"
+    "        auth-password= priv-password= priv-protocol=des|aes\n"
     "      event TYPE: integer string null oid ipaddress counter gauge timeticks\n"
     "        or a number";
 
