@@ -15,6 +15,11 @@ import time
 
 import tarnbus as bus
 
+# net-snmp's names (-a, -x, snmptrapd's createUser) of the agent's
+# authentication protocols 0-5 and privacy protocols 0-1.
+AUTH_NAMES = ("MD5", "SHA", "SHA-224", "SHA-256", "SHA-384", "SHA-512")
+PRIV_NAMES = ("DES", "AES")
+
 # net-snmp's tools with no MIB files: numeric output, and no "Cannot find
 # module" lines for the hundreds of modules Debian does not ship.
 TOOL_ENV = dict(os.environ, MIBS="", MIBDIRS="")
@@ -109,8 +114,8 @@ class Daemon:
                 return False
         wait_for(answers, what="the daemon on the bus")
 
-    def tarnctl(self, *args):
-        return tarnctl(self.root, "snmp", *args)
+    def tarnctl(self, *args, status=0):
+        return tarnctl(self.root, "snmp", *args, status=status)
 
     def community_ids(self):
         """The ids of the communities (and users), by name."""
@@ -139,23 +144,27 @@ class Daemon:
         finally:
             c.close()
 
-    def add_user(self, name, security=0, auth_proto=0, auth="", priv="", write=False):
+    def add_user(self, name, security=0, auth_proto=0, auth="", priv="", priv_proto=0,
+                 write=False):
         """A community entry, enabled (and writing if `write`), that is also
         an SNMPv3 user: security 0 noAuthNoPriv, 1 authNoPriv, 2 authPriv;
-        auth_proto 0 MD5, 1 SHA."""
+        auth_proto 0 MD5, 1 SHA, 2-5 SHA-224/256/384/512 (AUTH_NAMES);
+        priv_proto 0 DES, 1 AES."""
         r = self.cmd([161, 1], bus.ADD_OBJ, {
             bus.tagged(bus.STRING, 5): name, bus.tagged(bus.BOOL, 6): True,
             bus.tagged(bus.BOOL, 7): write,
             bus.tagged(bus.U32, 15): security, bus.tagged(bus.U32, 20): auth_proto,
+            bus.tagged(bus.U32, 21): priv_proto,
             bus.tagged(bus.STRING, 11): auth, bus.tagged(bus.STRING, 12): priv})
         assert not bus.is_error(r), r
 
 
-def tarnctl(root, *args):
-    """Runs tarnctl under `root`, which must succeed; its output."""
+def tarnctl(root, *args, status=0):
+    """Runs tarnctl under `root`, which must exit with `status`; its
+    output (standard error too when the status is not 0)."""
     r = subprocess.run([TARNCTL] + list(args), capture_output=True, text=True, env=program_env(root))
-    assert r.returncode == 0, r.stdout + r.stderr
-    return r.stdout
+    assert r.returncode == status, r.stdout + r.stderr
+    return r.stdout + (r.stderr if status else "")
 
 
 def start_router(root, log, *options):
@@ -172,21 +181,26 @@ def start_router(root, log, *options):
 
 def v3_options(users):
     """net-snmp's options for each user of `users`: name -> (security: 0
-    noAuthNoPriv, 1 authNoPriv, 2 authPriv; auth protocol: 0 MD5, 1 SHA;
-    auth password; priv password, for DES)."""
+    noAuthNoPriv, 1 authNoPriv, 2 authPriv; auth protocol (AUTH_NAMES);
+    auth password; priv password[; priv protocol (PRIV_NAMES), default
+    DES])."""
     return {name: ["-v3", "-u", name, "-l", ("noAuthNoPriv", "authNoPriv", "authPriv")[sec]]
-            + (["-a", ("MD5", "SHA")[proto], "-A", auth] if sec else [])
-            + (["-x", "DES", "-X", priv] if sec == 2 else []) for name, (sec, proto, auth, priv)
-            in users.items()}
+            + (["-a", AUTH_NAMES[proto], "-A", auth] if sec else [])
+            + (["-x", PRIV_NAMES[(rest or [0])[0]], "-X", priv] if sec == 2 else [])
+            for name, (sec, proto, auth, priv, *rest) in users.items()}
 
 
-def trapd_conf(engine_text):
+def trapd_conf(engine_text, users):
     """snmptrapd settings: take every v1 and v2c trap, and v3 traps of the
-    user trapuser (SHA trapauthpass, DES trapprivpass) of the agent whose
-    engine ID is `engine_text`."""
-    return ["disableAuthorization yes", "authUser log trapuser priv",
-            "createUser -e 0x80009cb504%s trapuser SHA trapauthpass DES trapprivpass"
-            % engine_text.encode().hex()]
+    authPriv `users` (name -> as for v3_options) of the agent whose engine
+    ID is `engine_text`."""
+    conf = ["disableAuthorization yes"]
+    for name, (_, proto, auth, priv, *rest) in users.items():
+        conf += ["authUser log %s priv" % name,
+                 "createUser -e 0x80009cb504%s %s %s %s %s %s" % (
+                     engine_text.encode().hex(), name, AUTH_NAMES[proto], auth,
+                     PRIV_NAMES[(rest or [0])[0]], priv)]
+    return conf
 
 
 class Trapd:

@@ -18,6 +18,7 @@ import pytest
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import tarnbus as bus  # noqa: E402
 from harness import Daemon, Trapd, get_request, tool, trapd_conf, v3_options, wait_for  # noqa: E402
+from harness import AUTH_NAMES, PRIV_NAMES  # noqa: E402
 
 BASE = "1.3.6.1.4.1.40117.250"
 ENGINE_TEXT = "e2e-engine"
@@ -26,10 +27,24 @@ ENGINE_TEXT = "e2e-engine"
 USERS = {
     "md5user": (1, 0, "md5password", ""),
     "desuser": (2, 0, "despassword", "desprivpass"),
-    "trapuser": (2, 1, "trapauthpass", "trapprivpass"),
+    "trapuser": (2, 3, "trapauthpass", "trapprivpass", 1),  # SHA-256, AES
     "shadesuser": (2, 1, "shaauthpass", "shaprivpass"),  # the one v3 user that may write
+    "md5aesuser": (2, 0, "md5aesauthpass", "md5aesprivpass", 1),
+    "sha224user": (1, 2, "sha224authpass", ""),
+    "sha224aesuser": (2, 2, "sha224authpass", "sha224privpass", 1),
+    "sha256desuser": (2, 3, "sha256authpass", "sha256privpass", 0),
+    "sha384aesuser": (2, 4, "sha384authpass", "sha384privpass", 1),
+    "sha512aesuser": (2, 5, "sha512authpass", "sha512privpass", 1),
 }
 V3 = v3_options(USERS)
+# The users of the protocols that came after MD5, SHA-1 and DES.
+NEWER = ["md5aesuser", "sha224user", "sha224aesuser", "sha256desuser", "sha384aesuser",
+         "sha512aesuser", "trapuser"]
+# pysnmp's names of the authentication and privacy protocols, by number.
+PYSNMP_AUTH = ("usmHMACMD5AuthProtocol", "usmHMACSHAAuthProtocol", "usmHMAC128SHA224AuthProtocol",
+               "usmHMAC192SHA256AuthProtocol", "usmHMAC256SHA384AuthProtocol",
+               "usmHMAC384SHA512AuthProtocol")
+PYSNMP_PRIV = ("usmDESPrivProtocol", "usmAesCfb128Protocol")
 
 
 class World:
@@ -39,7 +54,8 @@ class World:
         self.sets, self.subscriptions = [], []
         self.services = [bus.FakeService(self.root, 77, self.serve_values),
                          bus.FakeService(self.root, 20, self.serve_interfaces)]
-        self.trapd = Trapd(self.root, trapd_conf(ENGINE_TEXT), "TRAP %P|%N|%w|%q|%v\n")
+        self.trapd = Trapd(self.root, trapd_conf(ENGINE_TEXT, {"trapuser": USERS["trapuser"]}),
+                           "TRAP %P|%N|%w|%q|%v\n")
         self.agent = Daemon(os.environ["E2E_DAEMON"], self.root, os.environ["E2E_PLUGIN"])
         self.agent.start()
         self.tarnctl, self.stdout, self.stderr = self.agent.tarnctl, self.agent.stdout, self.agent.stderr
@@ -123,29 +139,58 @@ def test_configure_over_the_bus(world):
     listed = world.tarnctl("communities")
     assert 'name: "desuser"' in listed and "despassword" not in listed
     assert "security: priv\n" in listed and "auth-protocol: sha\n" in listed
+    assert "auth-protocol: sha384\npriv-protocol: aes\n" in listed
     assert "cmd_set from 0" in world.stderr()
 
 
-@pytest.mark.parametrize("security", [
-    ("v1", 0), ("v2c", 1),
-    ("md5user", "usmHMACMD5AuthProtocol", "usmNoPrivProtocol"),
-    ("desuser", "usmHMACMD5AuthProtocol", "usmDESPrivProtocol"),
-    ("shadesuser", "usmHMACSHAAuthProtocol", "usmDESPrivProtocol"),
-])
-def test_pysnmp_reads(world, security):
+def pysnmp_get(data, oid):
+    """One pysnmp GET: (errorIndication, errorStatus, bindings)."""
     from pysnmp import hlapi
-    if len(security) == 2:
-        data = hlapi.CommunityData("mallow", mpModel=security[1])
-    else:
-        _, _, auth, priv = USERS[security[0]]
-        data = hlapi.UsmUserData(security[0], auth, priv or None,
-                                 authProtocol=getattr(hlapi, security[1]),
-                                 privProtocol=getattr(hlapi, security[2]))
     err, status, _, binds = next(hlapi.getCmd(
         hlapi.SnmpEngine(), data, hlapi.UdpTransportTarget(("127.0.0.1", 161), timeout=1, retries=0),
-        hlapi.ContextData(), hlapi.ObjectType(hlapi.ObjectIdentity(BASE + ".2.0"))))
+        hlapi.ContextData(), hlapi.ObjectType(hlapi.ObjectIdentity(oid))))
+    return err, status, binds
+
+
+def pysnmp_user(name, auth=None):
+    """pysnmp's UsmUserData of a user of USERS (with another auth password if given)."""
+    from pysnmp import hlapi
+    sec, proto, auth_pass, priv, *rest = USERS[name]
+    return hlapi.UsmUserData(name, auth or auth_pass, priv or None,
+                             authProtocol=getattr(hlapi, PYSNMP_AUTH[proto]),
+                             privProtocol=getattr(hlapi, PYSNMP_PRIV[(rest or [0])[0]] if sec == 2
+                                                  else "usmNoPrivProtocol"))
+
+
+@pytest.mark.parametrize("security", ["v1", "v2c", "md5user", "desuser", "shadesuser"] + NEWER)
+def test_pysnmp_reads(world, security):
+    from pysnmp import hlapi
+    if security in ("v1", "v2c"):
+        data = hlapi.CommunityData("mallow", mpModel=security == "v2c")
+    else:
+        data = pysnmp_user(security)
+    err, status, binds = pysnmp_get(data, BASE + ".2.0")
     assert not err and not status, err or status
     assert int(binds[0][1]) == 42
+
+
+@pytest.mark.parametrize("user", NEWER)
+def test_netsnmp_reads_with_every_protocol(world, user):
+    code, out = snmp("snmpget", *V3[user], "127.0.0.1", BASE + ".2.0")
+    assert code == 0 and out.endswith(" 42"), out
+
+
+# A wrong authentication password gets a report that the manager can read
+# without the key it failed to prove: net-snmp says so, pysnmp reports a
+# wrong digest at once (rather than timing out).
+@pytest.mark.parametrize("user", ["md5user", "sha224user", "sha512aesuser"])
+def test_wrong_password_is_reported(world, user):
+    options = list(V3[user])
+    options[options.index("-A") + 1] = "wrongpassword"
+    code, out = snmp("snmpget", *options, "127.0.0.1", BASE + ".2.0")
+    assert code != 0 and out == "snmpget: Authentication failure (incorrect password, community or key)", out
+    err, _, _ = pysnmp_get(pysnmp_user(user, auth="wrongpassword"), BASE + ".2.0")
+    assert type(err).__name__ == "WrongDigest", repr(err)
 
 
 def test_getbulk_gets_no_answer(world):
@@ -219,6 +264,19 @@ def test_link_events_become_link_traps(world):
     down = world.wait_trap(before + 1, r"OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.3")
     assert ".1.3.6.1.2.1.2.2.1.7 = INTEGER: 2" in down
     assert len(world.traps()) == before + 2
+
+
+def test_engine_id_longer_than_the_wire_allows_is_refused(world):
+    long_id = "core-router-01.dc1.example.net"
+    out = world.tarnctl("set", "engine-id=" + long_id, "contact=elsewhere", status=2)
+    assert out == "tarnctl snmp: engine-id too long: at most 27 octets (32 on the wire with its 5-octet prefix)\n"
+    r = world.agent.cmd([161], bus.SET, {bus.tagged(bus.STRING, 10): "x" * 28,
+                                         bus.tagged(bus.STRING, 2): "elsewhere"})
+    assert bus.is_error(r) and r.u32(0xff0005) == 0xfe0006, r
+    assert r.string(0xff0006) == "engine-id: at most 27 octets (32 on the wire with its prefix)"
+    s = world.settings()
+    assert s.string(10) == ENGINE_TEXT and s.string(2) == "ops"
+    assert snmp("snmpget", *V3["sha224user"], "127.0.0.1", BASE + ".2.0")[0] == 0
 
 
 @pytest.mark.parametrize("version,community,seen", [

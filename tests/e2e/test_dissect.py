@@ -40,8 +40,14 @@ USERS = {
     "shauser": (1, 1, "shapassword", ""),
     "desuser": (2, 0, "despassword", "desprivpass"),
     "trapuser": (2, 1, "trapauthpass", "trapprivpass"),
+    "sha224user": (1, 2, "sha224password", ""),
+    "sha256aesuser": (2, 3, "sha256password", "sha256privpass", 1),
+    "sha384desuser": (2, 4, "sha384password", "sha384privpass", 0),
+    "aestrapuser": (2, 5, "sha512password", "sha512privpass", 1),  # SHA-512, AES
 }
-AUTH_NAMES = ("MD5", "SHA1")  # tshark's names of the auth protocols 0 and 1
+# tshark's names of the auth protocols 0-5 and the privacy protocols 0-1.
+TSHARK_AUTH = ("MD5", "SHA1", "SHA2-224", "SHA2-256", "SHA2-384", "SHA2-512")
+TSHARK_PRIV = ("DES", "AES")
 
 SYS_DESCR, SYS_NAME = "1.3.6.1.2.1.1.1.0", "1.3.6.1.2.1.1.5.0"
 MISSING = "1.3.6.1.2.1.1.99.0"
@@ -77,7 +83,8 @@ class World:
         wait_for(lambda: "Capturing on" in open(dumpcap_err).read(), what="dumpcap")
         self.root = os.path.join(self.dir, "root")
         os.makedirs(self.root)
-        self.trapd = Trapd(self.dir, trapd_conf(ENGINE_TEXT), "TRAP %P|%v\n")
+        self.trapd = Trapd(self.dir, trapd_conf(ENGINE_TEXT, {u: USERS[u] for u in TRAP_USERS}),
+                           "TRAP %P|%v\n")
         self.routerd = start_router(self.root, os.path.join(self.dir, "routerd.log"))
         self.agent = Daemon(os.environ["E2E_DAEMON"], self.root)
         self.agent.start()
@@ -142,12 +149,15 @@ REQUESTS = [
     ("snmpget", ["-v3", "-u", "md5user", "-l", "noAuthNoPriv"], [SYS_DESCR], False),
     ("snmpget", ["-v3", "-u", "md5user", "-l", "authNoPriv", "-a", "MD5", "-A", "wrongpassword"],
      [SYS_DESCR], False),
+    ("snmpget", ["-v3", "-u", "sha224user", "-l", "authNoPriv", "-a", "SHA-224", "-A",
+                 "wrongpassword"], [SYS_DESCR], False),
     ("snmpget", ["-v3", "-u", "desuser", "-l", "authPriv", "-a", "MD5", "-A", "despassword",
                  "-x", "DES", "-X", "wrongprivacy"], [SYS_DESCR], False),
 ]
 
 # What each trap round sends: (trap version, trap community).
-TRAP_ROUNDS = [("v1", "mallow"), ("v2c", "mallow"), ("v3", "trapuser")]
+TRAP_USERS = ["trapuser", "aestrapuser"]
+TRAP_ROUNDS = [("v1", "mallow"), ("v2c", "mallow")] + [("v3", u) for u in TRAP_USERS]
 
 
 def drive(world):
@@ -203,10 +213,11 @@ class Packet(dict):
 
 def tshark(world, *args):
     """tshark on the capture, told the users' passwords (for any engine ID)
-    so that it checks digests and decrypts DES; a private home keeps the
-    preferences of this machine's user out."""
-    users = ['uat:snmp_users:"","%s","%s","%s","DES","%s"' % (name, AUTH_NAMES[proto], auth, priv)
-             for name, (_, proto, auth, priv) in USERS.items()]
+    so that it checks digests and decrypts DES and AES; a private home keeps
+    the preferences of this machine's user out."""
+    users = ['uat:snmp_users:"","%s","%s","%s","%s","%s"' % (
+        name, TSHARK_AUTH[proto], auth, TSHARK_PRIV[(rest or [0])[0]], priv)
+        for name, (_, proto, auth, priv, *rest) in USERS.items()]
     r = subprocess.run(["tshark", "-n", "-r", world.pcap] + [a for u in users for a in ("-o", u)]
                        + list(args), capture_output=True, text=True,
                        env=dict(os.environ, HOME=world.dir, XDG_CONFIG_HOME=world.dir))
@@ -232,10 +243,11 @@ def gauge_trap(p):
 DELIBERATE = [
     # The agent writes no value for a Gauge32 (or Counter64) binding given
     # by an event: the binding ends after its name (one trap per version).
-    ("gauge binding without value", gauge_trap, "Malformed Packet (Exception occurred)", 3),
-    # The request sent with a wrong authentication password.
-    ("wrong digest", lambda p: p.dst == "161" and p.user == "md5user" and p.auth_ok == "0",
-     "SNMP Authentication Error", 1),
+    ("gauge binding without value", gauge_trap, "Malformed Packet (Exception occurred)",
+     len(TRAP_ROUNDS)),
+    # The requests sent with a wrong authentication password.
+    ("wrong digest", lambda p: p.dst == "161" and p.user in ("md5user", "sha224user")
+     and p.auth_ok == "0", "SNMP Authentication Error", 2),
     # The request encrypted with a wrong privacy password: decrypted with
     # the right one it is no scoped PDU, and what tshark then says depends
     # on the random bytes ("Decrypted data not formatted as expected",
@@ -266,7 +278,8 @@ def count(packets, **want):
 
 V3_EXCHANGES = [  # (user, the auth and crypt flags of the replies, responses)
     ("plainuser", "0", "0", 1), ("md5user", "1", "0", 1), ("shauser", "1", "0", 1),
-    ("desuser", "1", "1", 2), ("trapuser", "1", "1", 1),
+    ("desuser", "1", "1", 2), ("trapuser", "1", "1", 1), ("sha224user", "1", "0", 1),
+    ("sha256aesuser", "1", "1", 1), ("sha384desuser", "1", "1", 1), ("aestrapuser", "1", "1", 1),
 ]
 
 
@@ -276,7 +289,8 @@ def test_capture_holds_every_kind_of_pdu(packets):
     traps = 1 + len(EVENTS) + 2
     assert count(packets, dst=162, version=0, data=4) == traps
     assert count(packets, dst=162, version=1, data=7) == traps
-    assert count(packets, dst=162, user="trapuser", data=7, auth=1, crypt=1) == traps
+    for user in TRAP_USERS:
+        assert count(packets, dst=162, user=user, data=7, auth=1, crypt=1) == traps, user
     for version in (0, 1):
         for status in (2, 4):  # noSuchName, readOnly
             assert count(packets, src=161, version=version, data=2, status=status), (version, status)
@@ -286,6 +300,9 @@ def test_capture_holds_every_kind_of_pdu(packets):
     assert reports.count("1.3.6.1.6.3.15.1.1.4.0") == discoveries
     for user, auth, crypt, responses in V3_EXCHANGES:
         assert count(packets, src=161, user=user, data=2, auth=auth, crypt=crypt) == responses, user
+    # A report on a wrong digest goes out unauthenticated.
+    wrong = [p for p in packets if p.src == "161" and p.has("name", "1.3.6.1.6.3.15.1.1.5.0")]
+    assert len(wrong) == 2 and {(p.auth, p.crypt) for p in wrong} == {("0", "0")}, wrong
 
 
 def test_every_digest_of_the_agent_checks_out_and_every_pdu_decrypts(packets):
@@ -308,7 +325,7 @@ def test_ip_addresses_in_traps(packets):
         if kind == "ipaddress":
             field, shown = IP_SEEN[value]
             traps = [p for p in packets if p.dst == "162" and p.has("name", event_name(i))]
-            assert [p[field] for p in traps] == [shown] * 3, value
+            assert [p[field] for p in traps] == [shown] * len(TRAP_ROUNDS), value
     v1_traps = [p for p in packets if p.dst == "162" and p.version == "0"]
     assert len(v1_traps) == 13 and {p.agent for p in v1_traps} == {"127.0.0.1"}
 
