@@ -79,10 +79,11 @@ bool macMatches(std::vector<unsigned char>& message, const V3Info& info,
   return differ == 0;
 }
 
-// What is read in place of a scoped PDU that cannot be decrypted: our
-// context engine ID, the empty context name and a GetRequest with request
-// id 0 and no bindings, so that the report can be built. (The manager
-// matches the report to its request by the message id.)
+// What is read in place of a scoped PDU that is not or cannot be
+// decrypted: our context engine ID, the empty context name and a
+// GetRequest with request id 0 and no bindings, so that the report can be
+// built. (Managers match a report to their request by the message id;
+// net-snmp and pysnmp were seen to.)
 std::string standInScopedPdu(const std::string& engineId) {
   OutStream pdu;
   pdu.startSeq(wire::SEQUENCE);
@@ -108,6 +109,7 @@ bool InStream::decryptAndCheckSignature(
 
   // The checks run in the order of RFC 3414 3.2 (engine ID, digest, time
   // window, decryption), so the first error raised is the one it reports.
+  // Only an authentic message is decrypted.
   const unsigned now = engineTime(server);
   const bool foreignEngine = info.engineId != server.engineId;
   if (foreignEngine) raiseV3Error(v3_err, v3err::UNKNOWN_ENGINE_ID);
@@ -125,11 +127,14 @@ bool InStream::decryptAndCheckSignature(
 
   if (securityLevel == wire::LEVEL_PRIV) {
     // Go on reading in the message up to the ciphertext followed by the
-    // plaintext.
+    // plaintext. A message that failed the digest is not decrypted: its
+    // report must not depend on the privacy key being right as well.
     const unsigned start = cursor_;
     std::string cipher, plain;
     if (!getString(&cipher)) return false;
-    if (privProtocol != PRIV_AES128) {
+    if (!authentic) {
+      plain = standInScopedPdu(server.engineId);
+    } else if (privProtocol != PRIV_AES128) {
       cryptMessageDES(info.privParams, privKey, cipher, plain, 0);
     } else if (info.privParams.size() == AES_SALT_SIZE) {
       // The IV takes the boots and time the message carries.
