@@ -152,11 +152,12 @@ def pysnmp_get(data, oid):
     return err, status, binds
 
 
-def pysnmp_user(name, auth=None):
-    """pysnmp's UsmUserData of a user of USERS (with another auth password if given)."""
+def pysnmp_user(name, password=None):
+    """pysnmp's UsmUserData of a user of USERS (with `password` for both of
+    its passwords if given)."""
     from pysnmp import hlapi
-    sec, proto, auth_pass, priv, *rest = USERS[name]
-    return hlapi.UsmUserData(name, auth or auth_pass, priv or None,
+    sec, proto, auth, priv, *rest = USERS[name]
+    return hlapi.UsmUserData(name, password or auth, (password or priv) if priv else None,
                              authProtocol=getattr(hlapi, PYSNMP_AUTH[proto]),
                              privProtocol=getattr(hlapi, PYSNMP_PRIV[(rest or [0])[0]] if sec == 2
                                                   else "usmNoPrivProtocol"))
@@ -180,16 +181,16 @@ def test_netsnmp_reads_with_every_protocol(world, user):
     assert code == 0 and out.endswith(" 42"), out
 
 
-# A wrong authentication password gets a report that the manager can read
-# without the key it failed to prove: net-snmp says so, pysnmp reports a
-# wrong digest at once (rather than timing out).
+# Wrong passwords get a report that the manager can read without the key it
+# failed to prove (at authPriv whatever the privacy password): net-snmp
+# says so, pysnmp reports a wrong digest at once (rather than timing out).
 @pytest.mark.parametrize("user", ["md5user", "sha224user", "sha512aesuser"])
 def test_wrong_password_is_reported(world, user):
-    options = list(V3[user])
-    options[options.index("-A") + 1] = "wrongpassword"
+    options = ["wrongpassword" if prev in ("-A", "-X") else o
+               for prev, o in zip([None] + V3[user], V3[user])]
     code, out = snmp("snmpget", *options, "127.0.0.1", BASE + ".2.0")
     assert code != 0 and out == "snmpget: Authentication failure (incorrect password, community or key)", out
-    err, _, _ = pysnmp_get(pysnmp_user(user, auth="wrongpassword"), BASE + ".2.0")
+    err, _, _ = pysnmp_get(pysnmp_user(user, "wrongpassword"), BASE + ".2.0")
     assert type(err).__name__ == "WrongDigest", repr(err)
 
 
