@@ -5,7 +5,8 @@ Run as root (it makes a private network namespace):
         DAEMON TARNCTL fuzz/corpus'
 Starts the daemon over a temporary root with the communities and users the
 create_reply target knows (engine "router"; alice authPriv MD5/DES, bob
-authNoPriv SHA, carol noAuthNoPriv, private read-write), relays net-snmp's
+authNoPriv SHA, carol noAuthNoPriv, dave authPriv SHA-256/AES, private
+read-write), relays net-snmp's
 and pysnmp's requests through a UDP port that records them, records the
 frames tarnctl sends through a bus relay, and copies the daemon's store
 files. Writes the files under CORPUS/<target>/ and prints what it wrote.
@@ -78,14 +79,16 @@ def main():
         ctl = lambda *a: subprocess.run([TARNCTL, "snmp"] + list(a), check=True, env=env,
                                         stdout=subprocess.DEVNULL)
         ctl("set", "enabled=yes", "engine-id=router", "contact=ops")
-        users = [("private", 0, 0, "", "", True), ("alice", 2, 0, "authpass1234", "privpass5678", False),
-                 ("bob", 1, 1, "bobauthpass", "", True), ("carol", 0, 0, "", "", False)]
-        for name, sec, proto, auth, priv, write in users:
+        users = [("private", 0, 0, "", "", True, 0),
+                 ("alice", 2, 0, "authpass1234", "privpass5678", False, 0),
+                 ("bob", 1, 1, "bobauthpass", "", True, 0), ("carol", 0, 0, "", "", False, 0),
+                 ("dave", 2, 3, "daveauthpass", "daveprivpass", False, 1)]
+        for name, sec, proto, auth, priv, write, priv_proto in users:
             r = client.request([161, 1], bus.ADD_OBJ, {
                 bus.tagged(bus.STRING, 5): name, bus.tagged(bus.BOOL, 6): True,
                 bus.tagged(bus.BOOL, 7): write, bus.tagged(bus.U32, 15): sec,
-                bus.tagged(bus.U32, 20): proto, bus.tagged(bus.STRING, 11): auth,
-                bus.tagged(bus.STRING, 12): priv})
+                bus.tagged(bus.U32, 20): proto, bus.tagged(bus.U32, 21): priv_proto,
+                bus.tagged(bus.STRING, 11): auth, bus.tagged(bus.STRING, 12): priv})
             assert not bus.is_error(r), r
         print("boots", client.request([161], bus.GET).u32(13))
         rec = UdpRecorder()
@@ -103,6 +106,8 @@ def main():
                                "bobauthpass"] + target + [SYS + ".4.0", "s", "bob", SYS + ".7.0", "i", "3"]),
             ("v3-authpriv", ["snmpgetnext", "-v3", "-l", "authPriv", "-u", "alice", "-a", "MD5", "-A",
                              "authpass1234", "-x", "DES", "-X", "privpass5678"] + target + [SYS + ".1.0"]),
+            ("v3-authpriv-aes", ["snmpget", "-v3", "-l", "authPriv", "-u", "dave", "-a", "SHA-256", "-A",
+                                 "daveauthpass", "-x", "AES", "-X", "daveprivpass"] + target + [SYS + ".1.0"]),
         ]
         for name, cmd in runs:
             before = len(rec.requests)

@@ -2,8 +2,9 @@
 //
 // The agent is set up once: the default community "mallow" (read-only),
 // "private" (read and write) and three SNMPv3 users under the engine ID
-// "router": alice (authPriv, MD5 and DES), bob (authNoPriv, SHA-1) and carol
-// (noAuthNoPriv), with their keys derived once. The seeds are real requests
+// "router": alice (authPriv, MD5 and DES), bob (authNoPriv, SHA-1), carol
+// (noAuthNoPriv) and dave (authPriv, SHA-256 and AES), with their keys
+// derived once. The seeds are real requests
 // of net-snmp's tools for these names and passwords, so mutations start
 // from messages that pass the digest, decrypt and reach the bindings. The
 // engine clock is set so that message times up to 2^30 are in the window
@@ -59,13 +60,14 @@ unsigned fuzzUptime() { return kStart + (1u << 30); }
 
 void addCommunity(const std::string& name, bool write, unsigned security,
                   unsigned authProtocol, const std::string& auth,
-                  const std::string& priv) {
+                  const std::string& priv, unsigned privProtocol = 0) {
   tarn::message m;
   m.insert(tarn::string_id(5), name);
   m.insert(tarn::bool_id(6), true);
   m.insert(tarn::bool_id(7), write);
   m.insert(tarn::u32_id(15), security);
   m.insert(tarn::u32_id(20), authProtocol);
+  m.insert(tarn::u32_id(21), privProtocol);
   m.insert(tarn::string_id(11), auth);
   m.insert(tarn::string_id(12), priv);
   communityKeep->cmdAddObj(m);
@@ -117,6 +119,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   addCommunity("alice", false, 2, 0, "authpass1234", "privpass5678");
   addCommunity("bob", true, 1, 1, "bobauthpass", "");
   addCommunity("carol", false, 0, 0, "", "");
+  addCommunity("dave", false, 2, 3, "daveauthpass", "daveprivpass", 1);
   communityKeep->regenerateKeys();
   registerMib();
   atexit(freeMib);
@@ -131,10 +134,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool replied = createReply(ctx, static_cast<int>(htonl(0x7F000001)));
   static const bool verbose = getenv("FUZZ_VERBOSE") != nullptr;
   if (verbose) {
-    fprintf(stderr, "reply: %s %zu bytes, v3 errors %u %u %u %u %u\n",
+    fprintf(stderr, "reply: %s %zu bytes, v3 errors %u %u %u %u %u %u\n",
             replied ? "yes" : "no", ctx.out.data.size(), Context::v3counters[0],
             Context::v3counters[1], Context::v3counters[2],
-            Context::v3counters[3], Context::v3counters[4]);
+            Context::v3counters[3], Context::v3counters[4],
+            Context::v3counters[5]);
   }
   fuzz::forgetDiagnostics();
   return 0;

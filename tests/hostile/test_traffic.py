@@ -25,7 +25,7 @@ from harness import get_request, wait_for  # noqa: E402
 DAEMON, PLUGIN, SEEDS = (os.environ.get("HOSTILE_" + k, "") for k in ("DAEMON", "PLUGIN", "SEEDS"))
 # name -> (security, auth protocol, auth, priv); none may write: the store must not change.
 USERS = {"alice": (2, 0, "authpass1234", "privpass5678"), "bob": (1, 1, "bobauthpass", ""),
-         "carol": (0, 0, "", "")}
+         "carol": (0, 0, "", ""), "dave": (2, 3, "daveauthpass", "daveprivpass", 1)}
 FD_LIMIT = 256  # as on a router
 # RSS growth (KiB) over a measured phase, after a warm-up of the same mix,
 # that fails: a leak of 50 bytes per flooded datagram exceeds it.
