@@ -49,6 +49,8 @@ const Key SETTINGS[] = {
     {"trap-community", CHOICE, 17, "none=0xFFFFFFFF"},
     {"trap-version", CHOICE, 18, "v1=0,v2c=1,v3=3"},
     {"trap-generators", LIST, 19, nullptr},
+    {"bulk", BOOL, 22, nullptr},
+    {"exceptions", BOOL, 23, nullptr},
 };
 
 const Key COMMUNITY[] = {

@@ -26,7 +26,6 @@ struct VariableBinding {
 
 class OutStream : public UberStream {
  public:
-  // Reserves room for a typical reply, so building one does not reallocate.
   // Room for a typical reply and its nesting (message, PDU, binding list,
   // binding; v3 adds two), so that writing one does not regrow the vectors.
   OutStream() {
@@ -50,6 +49,16 @@ class OutStream : public UberStream {
   void addErrorIndex(unsigned value);
   void addByType(const std::string& value, unsigned type);
   void addVarBind(const VariableBinding& vb);
+
+  // The octets written so far: a position that truncate can return to.
+  unsigned size() const { return static_cast<unsigned>(data.size()); }
+  // Drops everything written after `pos`, which size() gave at a binding
+  // boundary inside the innermost open sequence (or inside one binding,
+  // after its own start): no sequence opened after `pos` may still be open.
+  // This is how a reply that grew too big loses its last bindings whole.
+  void truncate(unsigned pos) {
+    if (pos < data.size()) data.resize(pos);
+  }
 
   // --- SNMPv3 (implemented by the security layer) ---
   void writeV3Info(const V3Info* info);

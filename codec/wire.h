@@ -17,6 +17,13 @@ constexpr unsigned GAUGE32 = 0x42;
 constexpr unsigned TIMETICKS = 0x43;
 constexpr unsigned COUNTER64 = 0x46;
 
+// SNMPv2 exception values: a binding's value when its object does not
+// exist, its instance does not, or a GETNEXT ran past the last object.
+// Context-specific primitives, always of length 0.
+constexpr unsigned NO_SUCH_OBJECT = 0x80;
+constexpr unsigned NO_SUCH_INSTANCE = 0x81;
+constexpr unsigned END_OF_MIB_VIEW = 0x82;
+
 // PDU tags.
 constexpr unsigned GET_REQUEST = 0xA0;
 constexpr unsigned GET_NEXT_REQUEST = 0xA1;
@@ -34,9 +41,14 @@ constexpr int VERSION_3 = 3;
 
 // Error-status values the agent sends.
 constexpr int NO_ERROR = 0;
+constexpr int TOO_BIG = 1;
 constexpr int NO_SUCH_NAME = 2;
 constexpr int READ_ONLY = 4;
 constexpr int GEN_ERR = 5;
+
+// The largest message the agent sends: the most a UDP datagram over IPv4
+// carries (65535 less the 20-octet IP and 8-octet UDP headers).
+constexpr unsigned MAX_MESSAGE = 65507;
 
 // Security levels carried by both streams (from the SNMPv3 message flags).
 constexpr int LEVEL_NONE = 0;

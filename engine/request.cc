@@ -2,16 +2,19 @@
 // bindings. See engine/request.h for the contract.
 #include "engine/request.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "codec/diag.h"
 #include "codec/wire.h"
 #include "engine/context.h"
+#include "engine/v2_replies.h"
 #include "security/community_keep.h"
 #include "security/v3_errors.h"
 
 const V3ServerInfo* v3Engine = nullptr;
+ReplyOptions replyOptions;
 
 namespace {
 
@@ -119,28 +122,51 @@ bool createReply(Context& ctx, int senderAddress) {
   if (report) {
     status = snmpV3(ctx);
   } else {
+    const bool v1 = version == wire::VERSION_1;
+    const bool v1Filter = v1 && replyOptions.exceptions;
     int (*handler)(Context&);
     int refusal;
     bool allowed;
     switch (pduType) {
       case wire::GET_REQUEST:
-        handler = snmpGet, refusal = wire::NO_SUCH_NAME;
+        handler = v1Filter ? snmpGetV1 : snmpGet, refusal = wire::NO_SUCH_NAME;
         allowed = communityKeep->canRead(ctx.community);
         break;
       case wire::GET_NEXT_REQUEST:
-        handler = snmpGetNext, refusal = wire::NO_SUCH_NAME;
+        handler = v1Filter ? snmpGetNextV1 : snmpGetNext, refusal = wire::NO_SUCH_NAME;
         allowed = communityKeep->canRead(ctx.community);
         break;
       case wire::SET_REQUEST:
         handler = snmpSet, refusal = wire::READ_ONLY;
         allowed = communityKeep->canWrite(ctx.community);
         break;
+      case wire::GET_BULK_REQUEST:
+        if (!v1 && replyOptions.bulk) {
+          handler = snmpGetNext, refusal = wire::NO_SUCH_NAME;
+          allowed = communityKeep->canRead(ctx.community);
+          break;
+        }
+        diag::err("unknown request command");
+        return false;
       default:
         diag::err("unknown request command");
         return false;
     }
-    // Stop at the first failing binding; it goes back as name plus NULL.
-    while (!ctx.in.isSeqEnd() && status == wire::NO_ERROR) {
+    // Version 2 replies with exception values, and every GetBulk. A refused
+    // community goes the old way below: noSuchName at the first binding.
+    const bool v2Reply = pduType == wire::GET_BULK_REQUEST ||
+                         (!v1 && replyOptions.exceptions && pduType != wire::SET_REQUEST);
+    if (allowed && v2Reply) {
+      unsigned maxMessage = wire::MAX_MESSAGE;
+      // A version 3 manager states the largest message it takes.
+      if (version == wire::VERSION_3 && ctx.in.v3Info())
+        maxMessage = std::min(maxMessage,
+                              static_cast<unsigned>(std::max(ctx.in.v3Info()->maxSize, 0)));
+      if (!answerV2(ctx, pduType, maxMessage, &status)) return false;
+    }
+    // Otherwise stop at the first failing binding; it goes back as name
+    // plus NULL.
+    while (!(allowed && v2Reply) && !ctx.in.isSeqEnd() && status == wire::NO_ERROR) {
       ctx.in.enterSeq();
       ctx.out.startSeq(wire::SEQUENCE);
       OID name;

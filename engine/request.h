@@ -2,8 +2,9 @@
 //
 // createReply decodes the message header, authenticates the request
 // (community for versions 0-2, user-based security for version 3), hands
-// every variable binding to the GET, GETNEXT or SET handler, and patches the
-// error status and index. Any failure before the bindings are walked leaves
+// every variable binding to the GET, GETNEXT or SET handler (or, when the
+// reply options below ask for it, to the version 2 replies with exception
+// values and GetBulk), and patches the error status and index. Any failure before the bindings are walked leaves
 // no reply: the manager times out. Diagnostics are single lines on the error
 // stream (diag::err).
 #ifndef ENGINE_REQUEST_H
@@ -16,6 +17,18 @@ struct V3ServerInfo;
 // by the agent service, which points this at its own record. Version 3
 // messages are dropped while it is null.
 extern const V3ServerInfo* v3Engine;
+
+// Reply behaviours an operator turns on, both off by default; the agent
+// service sets them from its settings. `bulk`: answer a version 2c/3
+// GetBulk (otherwise it is dropped as an unknown command). `exceptions`:
+// version 2c/3 replies carry noSuchObject, noSuchInstance and endOfMibView
+// per binding instead of failing with noSuchName, and version 1 replies
+// hold no Counter64. See engine/v2_replies.h.
+struct ReplyOptions {
+  bool bulk = false;
+  bool exceptions = false;
+};
+extern ReplyOptions replyOptions;
 
 // True when ctx.out holds a reply to send. `senderAddress` is the sender's
 // IPv4 address as the socket gives it, handed to the community check.

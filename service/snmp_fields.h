@@ -21,6 +21,8 @@ const tarn::be32_id TRAP_TARGET(16);      // IPv4, network order; 0 = none
 const tarn::u32_id TRAP_COMMUNITY_ID(17); // 0xFFFFFFFF = none
 const tarn::u32_id TRAP_VERSION(18);      // 0 v1, 1 v2c, 3 v3
 const tarn::u32_array_id TRAP_GENERATORS(19);
+const tarn::bool_id BULK(22);        // answer GetBulk (v2c, v3)
+const tarn::bool_id EXCEPTIONS(23);  // v2 exception values; no Counter64 in v1
 
 // The vendor event (command 1): one optional binding.
 const tarn::string_id EVENT_OID(1001);    // dotted text

@@ -109,6 +109,7 @@ SnmpLooper::~SnmpLooper() {
     close(sock);
   }
   if (v3Engine == &engine) v3Engine = nullptr;
+  replyOptions = ReplyOptions();
   if (loop == this) loop = nullptr;
   removeHandler(serviceId(), snmp::ID_COMMUNITIES);
   delete communityKeep;
@@ -135,6 +136,8 @@ void SnmpLooper::init() {
     engine.engineId = formatEngineID(s.get(snmpf::ENGINE_ID, std::string()));
     communityKeep->regenerateKeys();
     enabled = s.get(snmpf::ENABLED, false);
+    replyOptions.bulk = s.get(snmpf::BULK, false);
+    replyOptions.exceptions = s.get(snmpf::EXCEPTIONS, false);
     // The new boots count is on disk before the first request is served.
     store.set(SETTINGS_ID, getConfig());
   }
@@ -158,6 +161,8 @@ tarn::message SnmpLooper::getConfig() {
   m.insert(snmpf::TRAP_GENERATORS, trapGenerators);
   m.insert(snmpf::BOOTS, static_cast<unsigned>(engine.engineBoots));
   m.insert(snmpf::ENABLED, enabled);
+  m.insert(snmpf::BULK, replyOptions.bulk);
+  m.insert(snmpf::EXCEPTIONS, replyOptions.exceptions);
   return m;
 }
 
@@ -205,6 +210,8 @@ tarn::message SnmpLooper::cmdSet(const tarn::message& req) {
     engine.engineId = formatEngineID(req.get(snmpf::ENGINE_ID, std::string()));
     communityKeep->regenerateKeys();
   }
+  replyOptions.bulk = req.get(snmpf::BULK, replyOptions.bulk);
+  replyOptions.exceptions = req.get(snmpf::EXCEPTIONS, replyOptions.exceptions);
   if (req.has(snmpf::ENABLED)) {
     enabled = req.get(snmpf::ENABLED, false);
     if (enabled) {

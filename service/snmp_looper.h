@@ -26,7 +26,8 @@ class SnmpLooper : public tarn::Looper {
   // Loads the settings (incrementing and storing engine boots first),
   // derives the community keys, and opens the socket when enabled.
   void init();
-  // Fields 4, 2, 3, 10, 14, 16, 18, 17, 19, 13, 1, in that order.
+  // Fields 4, 2, 3, 10, 14, 16, 18, 17, 19, 13, 1, then 22 and 23, in that
+  // order.
   tarn::message getConfig();
 
   tarn::message cmdGet(const tarn::message& msg) override;

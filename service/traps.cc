@@ -31,7 +31,6 @@ namespace {
 
 const OID SYS_UPTIME_0{1, 3, 6, 1, 2, 1, 1, 3, 0};
 const OID SNMP_TRAP_OID_0{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
-const int V3_MAX_SIZE = 65507;
 const int USM = 3;
 const int ENTERPRISE_SPECIFIC = 6;
 
@@ -52,7 +51,7 @@ tarn::message::flat_message generator(unsigned id, const std::string& name) {
 V3Info trapHeader(const CommunityKeep::Item& user, const V3ServerInfo& engine) {
   V3Info info;
   info.msgId = std::rand();
-  info.maxSize = V3_MAX_SIZE;
+  info.maxSize = static_cast<int>(wire::MAX_MESSAGE);
   char flags = 0;
   if (user.security > 0) flags |= 1;
   if (user.security == 2) flags |= 2;

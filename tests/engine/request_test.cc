@@ -56,6 +56,7 @@ class Request : public ::testing::Test {
     communityKeep = nullptr;
     v3Engine = nullptr;
     v3Uptime = savedUptime;
+    replyOptions = ReplyOptions();
   }
 
   void add(const std::string& name, bool read, bool write, unsigned security = 0,
@@ -172,6 +173,116 @@ TEST_F(Request, AnswersOrStaysSilent) {
     EXPECT_EQ(capture.err(), c.err);
   }
   EXPECT_EQ(uptime.ticks, 7);  // the writer's SET reached the record
+}
+
+// --- GetBulk and the exception values (both settings on) ---
+
+// A BER element as hex: identifier, definite length, contents (hex).
+std::string tlv(unsigned tag, const std::string& contents) {
+  const size_t n = unhex(contents).size();
+  char head[32];
+  if (n < 128) {
+    snprintf(head, sizeof head, "%02x%02zx", tag, n);
+  } else if (n < 256) {
+    snprintf(head, sizeof head, "%02x81%02zx", tag, n);
+  } else {
+    snprintf(head, sizeof head, "%02x82%04zx", tag, n);
+  }
+  return head + contents;
+}
+
+std::string integer(int v) {
+  std::vector<unsigned char> b;
+  for (int n = 4; n-- > 0;) b.push_back(static_cast<unsigned char>(static_cast<unsigned>(v) >> (8 * n)));
+  while (b.size() > 1 && ((b[0] == 0 && b[1] < 0x80) || (b[0] == 0xFF && b[1] >= 0x80))) b.erase(b.begin());
+  return tlv(INTEGER, hex(b, ""));
+}
+
+// A whole message with request id 1 (community "public" unless given in
+// hex); for a request `a` and `b` are non-repeaters and max-repetitions
+// (GetBulk) or zeros, for a reply the error status and index.
+std::string message(int version, unsigned pduType, int a, int b, const std::string& bindings,
+                    const std::string& community = "7075626c6963") {
+  return tlv(SEQUENCE, integer(version) + tlv(OCTET_STRING, community) +
+                           tlv(pduType, integer(1) + integer(a) + integer(b) + tlv(SEQUENCE, bindings)));
+}
+
+std::string binding(const std::string& name, const std::string& value = "0500") {
+  return tlv(SEQUENCE, name + value);
+}
+
+const std::string kSystem = "06062b0601020101", kDescr0 = "06082b06010201010100",
+                  kObjectId0 = "06082b06010201010200", kUptime0 = "06082b06010201010300",
+                  kUptime5 = "06082b06010201010305", kOctets0 = "06082b06010201010500",
+                  kServices0 = "06082b06010201010700";
+const std::string kNoread = "6e6f72656164";
+const std::string kDescrIs = "0406726f75746572", kUptimeIs = "02012a", kOctetsIs = "460105",
+                  kServicesIs = "02014e";
+
+std::string repeated(const std::string& binding, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += binding;
+  return all;
+}
+
+// Each row: the request, the reply built by hand from the rules of the
+// protocol, and the diagnostic. Counter64 object 1.3.6.1.2.1.1.5.0 added.
+TEST_F(Request, BulkAndExceptions) {
+  struct Octets : Data { unsigned long long count = 5; } octets;
+  FixedProvider octetsProvider(&octets);
+  addScalarLeaf(OID{1, 3, 6, 1, 2, 1, 1, 5}, new DataBignumPacker(field(&Octets::count), COUNTER64),
+                &octetsProvider);
+  replyOptions.bulk = replyOptions.exceptions = true;
+  const std::string silent = "no reply", descr = binding(kDescr0, kDescrIs), uptime = binding(kUptime0, kUptimeIs),
+                    counter = binding(kOctets0, kOctetsIs), services = binding(kServices0, kServicesIs);
+  // 2000 repeaters of "system": one round (40000 octets) fits, two do not.
+  // 4000 non-repeaters (80000 octets) do not fit at all.
+  const std::string many = repeated(binding(kSystem), 2000), tooMany = repeated(binding(kSystem), 4000);
+  struct Case { const char* name; std::string request, reply, err; } cases[] = {
+      {"v2c get reports each missing name and keeps the others",
+       message(1, GET_REQUEST, 0, 0, binding(kDescr0) + binding(kObjectId0) + binding(kUptime5) + binding(kServices0)),
+       message(1, GET_RESPONSE, 0, 0,
+               descr + binding(kObjectId0, "8000") + binding(kUptime5, "8100") + services), ""},
+      {"v2c get of a Counter64", message(1, GET_REQUEST, 0, 0, binding(kOctets0)),
+       message(1, GET_RESPONSE, 0, 0, counter), ""},
+      {"v2c getnext past the end", message(1, GET_NEXT_REQUEST, 0, 0, binding(kUptime0) + binding(kServices0)),
+       message(1, GET_RESPONSE, 0, 0, counter + binding(kServices0, "8200")), ""},
+      {"v1 get of a Counter64 is noSuchName", message(0, GET_REQUEST, 0, 0, binding(kDescr0) + binding(kOctets0)),
+       message(0, GET_RESPONSE, NO_SUCH_NAME, 2, descr + binding(kOctets0)), ""},
+      {"v1 getnext steps over a Counter64", message(0, GET_NEXT_REQUEST, 0, 0, binding(kUptime0)),
+       message(0, GET_RESPONSE, 0, 0, services), ""},
+      {"v1 has no exception values", message(0, GET_NEXT_REQUEST, 0, 0, binding(kServices0)),
+       message(0, GET_RESPONSE, NO_SUCH_NAME, 1, binding(kServices0)), ""},
+      {"bulk: one non-repeater, three rounds",
+       message(1, GET_BULK_REQUEST, 1, 3, binding(kDescr0) + binding(kSystem)),
+       message(1, GET_RESPONSE, 0, 0, uptime + descr + uptime + counter), ""},
+      {"bulk: rounds end when every repeater has ended",
+       message(1, GET_BULK_REQUEST, 0, 0x7FFFFFFF, binding(kUptime0) + binding(kOctets0)),
+       message(1, GET_RESPONSE, 0, 0,
+               counter + services + services + binding(kServices0, "8200") + binding(kServices0, "8200") +
+                   binding(kServices0, "8200")), ""},
+      {"bulk: negative counts are zero", message(1, GET_BULK_REQUEST, -1, -5, binding(kSystem)),
+       message(1, GET_RESPONSE, 0, 0, ""), ""},
+      {"bulk: more non-repeaters than names", message(1, GET_BULK_REQUEST, 5, 2, binding(kSystem) + binding(kServices0)),
+       message(1, GET_RESPONSE, 0, 0, descr + binding(kServices0, "8200")), ""},
+      {"bulk: cut to whole rounds", message(1, GET_BULK_REQUEST, 0, 2, many),
+       message(1, GET_RESPONSE, 0, 0, repeated(descr, 2000)), ""},
+      {"bulk: tooBig when the non-repeaters do not fit", message(1, GET_BULK_REQUEST, 4000, 1, tooMany),
+       message(1, GET_RESPONSE, TOO_BIG, 0, ""), ""},
+      {"bulk without read access", message(1, GET_BULK_REQUEST, 0, 1, binding(kSystem), kNoread),
+       message(1, GET_RESPONSE, NO_SUCH_NAME, 1, binding(kSystem), kNoread), ""},
+      {"v1 bulk is dropped", message(0, GET_BULK_REQUEST, 0, 1, binding(kSystem)), silent,
+       "unknown request command\n"},
+  };
+  add("noread", false, false);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    capture.clear();
+    const std::string got = reply(c.request);
+    EXPECT_EQ(got, c.reply == silent ? silent : hex(unhex(c.reply)));
+    EXPECT_EQ(capture.err(), c.err);
+    EXPECT_LE(unhex(got).size(), MAX_MESSAGE);
+  }
 }
 
 // --- SNMPv3 ---
@@ -321,7 +432,9 @@ TEST_F(RequestV3, AnswersOrReports) {
 // Every strict prefix of a valid request is handled without harm (some are
 // answered: the reader is lenient about a sequence longer than the data).
 TEST_F(RequestV3, PrefixesOfRequests) {
-  for (const char* request : {kGetThreeV2, kSetPrivateV2, kAliceGet}) {
+  replyOptions.bulk = replyOptions.exceptions = true;
+  const std::string bulk = message(1, GET_BULK_REQUEST, 1, 3, binding(kDescr0) + binding(kSystem));
+  for (const char* request : {kGetThreeV2, kSetPrivateV2, kAliceGet, bulk.c_str()}) {
     std::vector<unsigned char> full = unhex(request);
     for (size_t n = 0; n < full.size(); ++n) {
       Context ctx(full.data(), static_cast<unsigned>(n));

@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "engine/request.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/store.h"
@@ -44,6 +45,8 @@ TEST_F(Agent, SettingsThroughStartsAndTheStore) {
   m.insert(snmpf::TRAP_VERSION, 3u);
   m.insert(snmpf::ENGINE_ID, std::string("edge"));
   m.insert(snmpf::BOOTS, 41u);
+  m.insert(snmpf::BULK, true);
+  m.insert(snmpf::EXCEPTIONS, true);
   EXPECT_EQ("cmd_set from 999\n", set(m));
   const std::vector<unsigned char> key = communityKeep->findItem("mallow")->authKey;
   EXPECT_EQ("engineBoots = 42\n", start());
@@ -54,6 +57,8 @@ TEST_F(Agent, SettingsThroughStartsAndTheStore) {
     EXPECT_TRUE(*got.find(f.id) == f.v) << std::hex << f.id;
   }
   EXPECT_EQ(key, communityKeep->findItem("mallow")->authKey);
+  EXPECT_TRUE(replyOptions.bulk);
+  EXPECT_TRUE(replyOptions.exceptions);
   EXPECT_EQ(42u, tarn::Store("/tarn/store/snmpd", 5).get(0).get(snmpf::BOOTS, 0u));
 }
 
