@@ -368,6 +368,7 @@ const char SNMP_SUMMARY[] =
     "        engine-boots=N time-window=S trap-target=IP trap-version=v1|v2c|v3 (or 0|1|3)\n"
     "        trap-community=ID|none trap-community-name= trap-generators=ID,...\n"
     "        (ids as 'tarnctl snmp generators' lists them; start-trap allowed)\n"
+    "        bulk=yes|no (answer GetBulk) exceptions=yes|no (v2 exception values)\n"
     "      community keys: name= read=yes|no write=yes|no address=IP netmask=IP\n"
     "        security=none|auth|priv auth-protocol=md5|sha|sha224|sha256|sha384|sha512\n"
     "        auth-password= priv-password= priv-protocol=des|aes\n"

@@ -9,6 +9,8 @@
 // from messages that pass the digest, decrypt and reach the bindings. The
 // engine clock is set so that message times up to 2^30 are in the window
 // and later ones are not; boots is 0, as on a first start.
+// Every input is answered twice: with the reply options off (the designed
+// replies) and with GetBulk and the exception values on.
 // FUZZ_VERBOSE=1 prints, per input, whether a reply was made and its
 // length, to check that the seeds still reach the bindings.
 //
@@ -130,16 +132,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // The receive buffer holds at most 65536 bytes.
   if (size > 65536) return 0;
-  Context ctx(data, static_cast<unsigned>(size));
-  const bool replied = createReply(ctx, static_cast<int>(htonl(0x7F000001)));
   static const bool verbose = getenv("FUZZ_VERBOSE") != nullptr;
-  if (verbose) {
-    fprintf(stderr, "reply: %s %zu bytes, v3 errors %u %u %u %u %u %u\n",
-            replied ? "yes" : "no", ctx.out.data.size(), Context::v3counters[0],
-            Context::v3counters[1], Context::v3counters[2],
-            Context::v3counters[3], Context::v3counters[4],
-            Context::v3counters[5]);
+  for (const bool on : {false, true}) {
+    replyOptions.bulk = replyOptions.exceptions = on;
+    Context ctx(data, static_cast<unsigned>(size));
+    const bool replied = createReply(ctx, static_cast<int>(htonl(0x7F000001)));
+    if (verbose) {
+      fprintf(stderr, "reply%s: %s %zu bytes, v3 errors %u %u %u %u %u %u\n",
+              on ? " (bulk, exceptions)" : "", replied ? "yes" : "no", ctx.out.data.size(),
+              Context::v3counters[0], Context::v3counters[1], Context::v3counters[2],
+              Context::v3counters[3], Context::v3counters[4], Context::v3counters[5]);
+    }
+    fuzz::forgetDiagnostics();
   }
-  fuzz::forgetDiagnostics();
   return 0;
 }
