@@ -5,7 +5,8 @@
 # Packages needed to build and to run every test.
 TEST_PACKAGES=(cmake make g++ clang libssl-dev libgtest-dev libgmock-dev
                iproute2 snmp snmptrapd python3 python3-pysnmp4 python3-pytest
-               libclang-rt-14-dev smitools tshark)
+               libclang-rt-14-dev smitools tshark prometheus-snmp-exporter
+               monitoring-plugins-standard)
 
 # Packages bench/run needs besides: the peer agent it compares against.
 BENCH_PACKAGES=(snmpd)
