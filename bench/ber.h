@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -80,15 +81,18 @@ inline Bytes oidContent(const std::vector<uint32_t>& arcs) {
   return c;
 }
 
-// A PDU with one binding; its request id sits at a fixed offset.
-inline Bytes pdu(unsigned char type, uint32_t id, const Bytes& oid, const Bytes& value) {
+// A PDU with one binding; its request id sits at a fixed offset. For a
+// GetBulk (0xA5) the two integers after it are non-repeaters (0) and
+// `maxRepetitions`; otherwise both are 0.
+inline Bytes pdu(unsigned char type, uint32_t id, const Bytes& oid, const Bytes& value,
+                 long maxRepetitions = 0) {
   Bytes vb = tlv(0x30, tlv(0x30, tlv(0x06, oid) + value));
-  return tlv(type, int4(id) + intMin(0) + intMin(0) + vb);
+  return tlv(type, int4(id) + intMin(0) + intMin(type == 0xA5 ? maxRepetitions : 0) + vb);
 }
 
 inline Bytes communityMessage(const std::string& community, unsigned char type, uint32_t id,
-                       const Bytes& oid, const Bytes& value) {
-  return tlv(0x30, intMin(1) + tlv(0x04, community) + pdu(type, id, oid, value));
+                              const Bytes& oid, const Bytes& value, long maxRepetitions = 0) {
+  return tlv(0x30, intMin(1) + tlv(0x04, community) + pdu(type, id, oid, value, maxRepetitions));
 }
 
 // ---- BER reading ----------------------------------------------------------
@@ -148,26 +152,45 @@ struct Reader {
   }
 };
 
-// The checked content of a response PDU with one binding.
+// The checked content of a response PDU: the first binding's name and
+// value tag, and the names of the bindings that carry a value, in order.
 struct Answer {
   long id = 0;
-  Bytes name;   // content octets of the binding's name
+  Bytes name;   // content octets of the first binding's name
   int valueTag = 0;
+  std::vector<Bytes> names;  // of the bindings up to the first non-value
+  size_t bindings = 0;       // in the reply, values or not
 };
 
+// Reads a response PDU of tag `expectTag` with status 0. True when its
+// first binding carries a value: NULL and the v2 exceptions
+// (noSuchObject, noSuchInstance, endOfMibView) are not answers.
 inline bool readPdu(Reader* r, int expectTag, Answer* a) {
   long status, index;
-  if (!r->enter(expectTag) || !r->integer(&a->id) || !r->integer(&status) ||
-      !r->integer(&index) || status != 0 || !r->enter(0x30) || !r->enter(0x30))
-    return false;
-  const unsigned char* c;
   size_t n;
-  if (!r->take(0x06, &c, &n)) return false;
-  a->name.assign(reinterpret_cast<const char*>(c), n);
-  a->valueTag = r->header(&n);
-  // NULL and the v2 exceptions (noSuchObject, noSuchInstance, endOfMibView)
-  // are not answers.
-  return r->ok && a->valueTag != 0x05 && (a->valueTag < 0x80 || a->valueTag > 0x82);
+  if (!r->enter(expectTag) || !r->integer(&a->id) || !r->integer(&status) ||
+      !r->integer(&index) || status != 0 || r->header(&n) != 0x30 || !r->ok)
+    return false;
+  const unsigned char* listEnd = r->p + n;
+  a->names.clear();
+  a->bindings = 0;
+  bool values = true;
+  for (bool first = true; r->p < listEnd; first = false) {
+    const unsigned char* c;
+    if (!r->enter(0x30) || !r->take(0x06, &c, &n)) return false;
+    Bytes name(reinterpret_cast<const char*>(c), n);
+    int tag = r->header(&n);
+    if (!r->ok) return false;
+    r->p += n;
+    ++a->bindings;
+    if (first) {
+      a->name = name;
+      a->valueTag = tag;
+    }
+    values = values && tag != 0x05 && (tag < 0x80 || tag > 0x82);
+    if (values) a->names.push_back(std::move(name));
+  }
+  return !a->names.empty();
 }
 
 // The request id of a community reply, whatever its status; -1 if unreadable.

@@ -1,15 +1,16 @@
-// SNMPv3 user-based security for the load generator, MD5 and DES only:
-// key localisation, authPriv messages and the checking of their replies
-// (digest, decryption, PDU). Header-only; every function is inline.
+// SNMPv3 user-based security for the load generator: key localisation,
+// authPriv messages and the checking of their replies (digest, decryption,
+// PDU), with HMAC-MD5-96 + DES-CBC or HMAC-SHA-256-192 + AES-128-CFB.
+// Header-only; every function is inline.
 #ifndef BENCH_USM_H
 #define BENCH_USM_H
 
-// MD5 and DES are deprecated in OpenSSL 3 but are what the protocol needs.
+// DES is deprecated in OpenSSL 3 but is what the protocol needs.
 #define OPENSSL_SUPPRESS_DEPRECATED 1
 
 #include <openssl/des.h>
+#include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <openssl/md5.h>
 
 #include <cstdint>
 #include <string>
@@ -18,24 +19,28 @@
 
 namespace bench {
 
-// ---- SNMPv3 user-based security (MD5 / DES) ---------------------------------
+// ---- SNMPv3 user-based security ---------------------------------------------
 
-inline Bytes passwordToKey(const std::string& password, const Bytes& engineId) {
-  MD5_CTX ctx;
-  MD5_Init(&ctx);
+// The password-to-key algorithm with the auth protocol's hash `md`: a
+// megabyte of the repeated password hashed, then localised to the engine.
+inline Bytes passwordToKey(const EVP_MD* md, const std::string& password, const Bytes& engineId) {
+  EVP_MD_CTX* ctx = EVP_MD_CTX_new();
+  EVP_DigestInit_ex(ctx, md, nullptr);
   unsigned char chunk[64];
   size_t at = 0;
   for (size_t done = 0; done < 1048576; done += 64) {
     for (int i = 0; i < 64; ++i) chunk[i] = static_cast<unsigned char>(password[at++ % password.size()]);
-    MD5_Update(&ctx, chunk, 64);
+    EVP_DigestUpdate(ctx, chunk, 64);
   }
-  unsigned char ku[16];
-  MD5_Final(ku, &ctx);
-  Bytes k(reinterpret_cast<char*>(ku), 16);
+  unsigned char ku[EVP_MAX_MD_SIZE];
+  unsigned n = 0;
+  EVP_DigestFinal_ex(ctx, ku, &n);
+  EVP_MD_CTX_free(ctx);
+  Bytes k(reinterpret_cast<char*>(ku), n);
   Bytes material = k + engineId + k;
-  unsigned char kul[16];
-  MD5(reinterpret_cast<const unsigned char*>(material.data()), material.size(), kul);
-  return Bytes(reinterpret_cast<char*>(kul), 16);
+  unsigned char kul[EVP_MAX_MD_SIZE];
+  EVP_Digest(material.data(), material.size(), kul, &n, md, nullptr);
+  return Bytes(reinterpret_cast<char*>(kul), n);
 }
 
 inline Bytes desCbc(const Bytes& key, const Bytes& salt, const Bytes& in, bool encrypt) {
@@ -53,21 +58,51 @@ inline Bytes desCbc(const Bytes& key, const Bytes& salt, const Bytes& in, bool e
   return out;
 }
 
-inline Bytes hmac12(const Bytes& key, const Bytes& msg) {
-  unsigned char md[16];
-  unsigned len = 0;
-  HMAC(EVP_md5(), key.data(), static_cast<int>(key.size()),
-       reinterpret_cast<const unsigned char*>(msg.data()), msg.size(), md, &len);
-  return Bytes(reinterpret_cast<char*>(md), 12);
+// AES-128 in CFB128 mode; the IV is engine boots, engine time (both
+// big-endian, of the message's security parameters) and the 8-octet salt.
+inline Bytes aesCfb(const Bytes& key, long boots, long time, const Bytes& salt, const Bytes& in,
+                    bool encrypt) {
+  unsigned char iv[16];
+  for (int i = 0; i < 4; ++i) {
+    iv[i] = static_cast<unsigned char>((boots >> (24 - 8 * i)) & 0xff);
+    iv[4 + i] = static_cast<unsigned char>((time >> (24 - 8 * i)) & 0xff);
+  }
+  for (int i = 0; i < 8; ++i) iv[8 + i] = static_cast<unsigned char>(salt[i]);
+  EVP_CIPHER_CTX* c = EVP_CIPHER_CTX_new();
+  EVP_CipherInit_ex(c, EVP_aes_128_cfb128(), nullptr, reinterpret_cast<const unsigned char*>(key.data()),
+                    iv, encrypt ? 1 : 0);
+  Bytes out(in.size(), '\0');
+  int n = 0;
+  EVP_CipherUpdate(c, reinterpret_cast<unsigned char*>(&out[0]), &n,
+                   reinterpret_cast<const unsigned char*>(in.data()), static_cast<int>(in.size()));
+  EVP_CIPHER_CTX_free(c);
+  return out;
 }
 
 struct V3 {
   std::string user, authPass, privPass;
+  const EVP_MD* md = EVP_md5();  // EVP_sha256() for HMAC-SHA-256-192
+  size_t macLength = 12;         // 24 for HMAC-SHA-256-192
+  bool aes = false;              // AES-128-CFB, else DES-CBC
   Bytes engineId, authKey, privKey;
   long boots = 0, time = 0;
   double discoveredAt = 0;
   uint32_t saltCounter = 0;
 };
+
+inline Bytes mac(const V3& v, const Bytes& msg) {
+  unsigned char md[EVP_MAX_MD_SIZE];
+  unsigned len = 0;
+  HMAC(v.md, v.authKey.data(), static_cast<int>(v.authKey.size()),
+       reinterpret_cast<const unsigned char*>(msg.data()), msg.size(), md, &len);
+  return Bytes(reinterpret_cast<char*>(md), v.macLength);
+}
+
+inline Bytes privacy(const V3& v, long boots, long time, const Bytes& salt, const Bytes& in,
+                     bool encrypt) {
+  return v.aes ? aesCfb(v.privKey.substr(0, 16), boots, time, salt, in, encrypt)
+               : desCbc(v.privKey, salt, in, encrypt);
+}
 
 inline Bytes securityParams(const V3& v, long engineTime, const Bytes& auth, const Bytes& priv) {
   return tlv(0x04, tlv(0x30, tlv(0x04, v.engineId) + intMin(v.boots) + intMin(engineTime) +
@@ -86,13 +121,12 @@ inline Bytes v3Message(V3* v, bool secure, uint32_t id, long engineTime, const B
   for (int s = 24; s >= 0; s -= 8) salt.push_back(static_cast<char>((v->boots >> s) & 0xff));
   for (int s = 24; s >= 0; s -= 8) salt.push_back(static_cast<char>((counter >> s) & 0xff));
   Bytes plain = scopedPdu;
-  plain.append((8 - plain.size() % 8) % 8, '\0');
-  Bytes data = tlv(0x04, desCbc(v->privKey, salt, plain, true));
-  const Bytes zeros(12, '\0');
+  if (!v->aes) plain.append((8 - plain.size() % 8) % 8, '\0');
+  Bytes data = tlv(0x04, privacy(*v, v->boots, engineTime, salt, plain, true));
+  const Bytes zeros(v->macLength, '\0');
   Bytes msg = tlv(0x30, intMin(3) + header + securityParams(*v, engineTime, zeros, salt) + data);
   size_t at = msg.find(tlv(0x04, zeros) + tlv(0x04, salt));
-  Bytes mac = hmac12(v->authKey, msg);
-  msg.replace(at + 2, 12, mac);
+  msg.replace(at + 2, v->macLength, mac(*v, msg));
   return msg;
 }
 
@@ -117,15 +151,15 @@ inline bool readV3Reply(V3* v, const unsigned char* b, size_t n, bool secure, in
     v->time = time;
     return r.enter(0x30) && r.octets(&flags) && r.octets(&flags) && readPdu(&r, pduTag, a);
   }
-  if (auth.size() != 12 || priv.size() != 8) return false;
+  if (auth.size() != v->macLength || priv.size() != 8) return false;
   Bytes whole(reinterpret_cast<const char*>(b), n);
   size_t at = whole.find(tlv(0x04, auth) + tlv(0x04, priv));
   if (at == Bytes::npos) return false;
-  whole.replace(at + 2, 12, Bytes(12, '\0'));
-  if (hmac12(v->authKey, whole) != auth) return false;
+  whole.replace(at + 2, v->macLength, Bytes(v->macLength, '\0'));
+  if (mac(*v, whole) != auth) return false;
   Bytes cipher;
-  if (!r.octets(&cipher) || cipher.size() % 8 != 0) return false;
-  Bytes plain = desCbc(v->privKey, priv, cipher, false);
+  if (!r.octets(&cipher) || (!v->aes && cipher.size() % 8 != 0)) return false;
+  Bytes plain = privacy(*v, boots, time, priv, cipher, false);
   Reader p(reinterpret_cast<const unsigned char*>(plain.data()), plain.size());
   Bytes ctxEngine, ctxName;
   return p.enter(0x30) && p.octets(&ctxEngine) && p.octets(&ctxName) && readPdu(&p, pduTag, a);
