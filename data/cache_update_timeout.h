@@ -4,8 +4,8 @@
 // once every `accessTimeout` clock ticks, and for at most `maxAge` ticks
 // after it was filled; a re-check timer armed with delay `accessTimeout`
 // drops it once it is idle or too old, and the next read fills it again.
-// Tick values are those of times() and all differences are taken modulo
-// 2^32, so the clock wrapping around is harmless. The cache is marked filled
+// Ticks are 100 Hz ticks of the monotonic clock, and all differences are
+// taken modulo 2^32, so the clock wrapping around is harmless. The cache is marked filled
 // before updateCache() runs and stays so even when the fill yields nothing:
 // a failed fill is not retried until the timer drops it.
 //
@@ -44,10 +44,10 @@ class CacheUpdateTimeout {
   unsigned maxAge;         // longest life of one fill
 };
 
-// Where the cache rule meets the platform. `ticks` returns times() ticks;
+// Where the cache rule meets the platform. `ticks` returns 100 Hz ticks;
 // `arm` asks for invalidateDataTimer() on the cache after `delay` (the
 // number is handed to the platform timer as is); `disarm` cancels it.
-// Defaults: times() and no timer at all (caches are never dropped);
+// Defaults: the monotonic clock and no timer at all (caches are never dropped);
 // cache_timer_tarn.cc installs the platform's timer calls at static
 // initialisation. Tests swap in their own and restore the saved hooks.
 struct CacheTimerHooks {
