@@ -1,8 +1,8 @@
 // Text forms that the bus client reads: paths ("161/1"), command codes (by
 // number or by name) and typed fields ("u32:0xfe0001=3"). Parsers return
 // false with a one-line reason in *err on bad input.
-#ifndef BUSCLIENT_FIELDS_H_
-#define BUSCLIENT_FIELDS_H_
+#ifndef BUSCLIENT_FIELDS_H
+#define BUSCLIENT_FIELDS_H
 
 #include <cstdint>
 #include <string>
@@ -33,4 +33,4 @@ const std::vector<CommandName>& commandNames();
 
 }  // namespace tarnctl
 
-#endif  // BUSCLIENT_FIELDS_H_
+#endif  // BUSCLIENT_FIELDS_H

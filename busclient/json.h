@@ -2,8 +2,8 @@
 // {"kind": "u32", "id": 16646146, "value": ...}. Strings are JSON strings
 // (bytes outside ASCII escaped as \u00XX), raw bytes hex strings, message
 // arrays arrays of such field arrays.
-#ifndef BUSCLIENT_JSON_H_
-#define BUSCLIENT_JSON_H_
+#ifndef BUSCLIENT_JSON_H
+#define BUSCLIENT_JSON_H
 
 #include <ostream>
 
@@ -16,4 +16,4 @@ void writeJsonString(std::ostream& os, const std::string& s);
 
 }  // namespace tarnctl
 
-#endif  // BUSCLIENT_JSON_H_
+#endif  // BUSCLIENT_JSON_H

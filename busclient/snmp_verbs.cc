@@ -13,6 +13,7 @@
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
+#include "security/community_fields.h"
 #include "service/snmp_fields.h"
 
 namespace tarnctl {
@@ -21,9 +22,8 @@ namespace {
 
 using tarn::message;
 
-const uint32_t AGENT = 161;
-const uint32_t COMMUNITIES = 1;
-const uint32_t START_TRAP = 0xABC0001;
+const uint32_t kAgent = 161;
+const uint32_t kCommunities = 1;
 
 enum Kind { BOOL, U32, IP, TEXT, LIST, CHOICE };
 
@@ -37,33 +37,39 @@ struct Key {
   const char* choices;
 };
 
-const Key SETTINGS[] = {
-    {"enabled", BOOL, 1, nullptr},
-    {"contact", TEXT, 2, nullptr},
-    {"location", TEXT, 3, nullptr},
-    {"trap-community-name", TEXT, 4, nullptr},
-    {"engine-id", TEXT, 10, nullptr},
-    {"engine-boots", U32, 13, nullptr},
-    {"time-window", U32, 14, nullptr},
-    {"trap-target", IP, 16, nullptr},
-    {"trap-community", CHOICE, 17, "none=0xFFFFFFFF"},
-    {"trap-version", CHOICE, 18, "v1=0,v2c=1,v3=3"},
-    {"trap-generators", LIST, 19, nullptr},
-    {"bulk", BOOL, 22, nullptr},
-    {"exceptions", BOOL, 23, nullptr},
+// The field number of a typed field id.
+template <class Field>
+constexpr uint32_t number(Field f) {
+  return f.id & tarn::kNumberMask;
+}
+
+const Key kSettings[] = {
+    {"enabled", BOOL, number(snmpf::ENABLED), nullptr},
+    {"contact", TEXT, number(snmpf::CONTACT), nullptr},
+    {"location", TEXT, number(snmpf::LOCATION), nullptr},
+    {"trap-community-name", TEXT, number(snmpf::TRAP_COMMUNITY), nullptr},
+    {"engine-id", TEXT, number(snmpf::ENGINE_ID), nullptr},
+    {"engine-boots", U32, number(snmpf::BOOTS), nullptr},
+    {"time-window", U32, number(snmpf::TIME_WINDOW), nullptr},
+    {"trap-target", IP, number(snmpf::TRAP_TARGET), nullptr},
+    {"trap-community", CHOICE, number(snmpf::TRAP_COMMUNITY_ID), "none=0xFFFFFFFF"},
+    {"trap-version", CHOICE, number(snmpf::TRAP_VERSION), "v1=0,v2c=1,v3=3"},
+    {"trap-generators", LIST, number(snmpf::TRAP_GENERATORS), nullptr},
+    {"bulk", BOOL, number(snmpf::BULK), nullptr},
+    {"exceptions", BOOL, number(snmpf::EXCEPTIONS), nullptr},
 };
 
-const Key COMMUNITY[] = {
-    {"name", TEXT, 5, nullptr},
-    {"read", BOOL, 6, nullptr},
-    {"write", BOOL, 7, nullptr},
-    {"address", IP, 8, nullptr},
-    {"netmask", IP, 9, nullptr},
-    {"auth-password", TEXT, 11, nullptr},
-    {"priv-password", TEXT, 12, nullptr},
-    {"security", CHOICE, 15, "none=0,auth=1,priv=2"},
-    {"auth-protocol", CHOICE, 20, "md5=0,sha=1,sha224=2,sha256=3,sha384=4,sha512=5"},
-    {"priv-protocol", CHOICE, 21, "des=0,aes=1"},
+const Key kCommunity[] = {
+    {"name", TEXT, number(communityf::NAME), nullptr},
+    {"read", BOOL, number(communityf::READ), nullptr},
+    {"write", BOOL, number(communityf::WRITE), nullptr},
+    {"address", IP, number(communityf::ADDRESS), nullptr},
+    {"netmask", IP, number(communityf::NETMASK), nullptr},
+    {"auth-password", TEXT, number(communityf::AUTH_PASSWORD), nullptr},
+    {"priv-password", TEXT, number(communityf::PRIV_PASSWORD), nullptr},
+    {"security", CHOICE, number(communityf::SECURITY), "none=0,auth=1,priv=2"},
+    {"auth-protocol", CHOICE, number(communityf::AUTH_PROTOCOL), "md5=0,sha=1,sha224=2,sha256=3,sha384=4,sha512=5"},
+    {"priv-protocol", CHOICE, number(communityf::PRIV_PROTOCOL), "des=0,aes=1"},
 };
 
 // TEXT keys whose value has a length limit: the key, the most octets, and
@@ -73,7 +79,7 @@ const struct {
   const char* name;
   size_t max;
   const char* rule;
-} TEXT_LIMITS[] = {
+} kTextLimits[] = {
     {"engine-id", snmpf::ENGINE_ID_MAX_TEXT,
      "at most 27 octets (32 on the wire with its 5-octet prefix)"},
 };
@@ -81,7 +87,7 @@ const struct {
 const struct {
   const char* name;
   uint32_t type;
-} VALUE_TYPES[] = {
+} kValueTypes[] = {
     {"integer", 0x02}, {"string", 0x04},   {"null", 0x05},
     {"oid", 0x06},     {"ipaddress", 0x40}, {"counter", 0x41},
     {"gauge", 0x42},   {"timeticks", 0x43},
@@ -155,7 +161,7 @@ bool addWord(const Key* keys, size_t count, const std::string& word, message* m)
         m->insert(tarn::be32_id(k.field), static_cast<uint32_t>(ip.s_addr));
         return true;
       case TEXT:
-        for (const auto& limit : TEXT_LIMITS) {
+        for (const auto& limit : kTextLimits) {
           if (name == limit.name && value.size() > limit.max) {
             usageError(name + " too long: " + limit.rule);
             return false;
@@ -168,6 +174,11 @@ bool addWord(const Key* keys, size_t count, const std::string& word, message* m)
         m->insert(tarn::u32_id(k.field), n);
         return true;
       case LIST: {
+        if (value.empty()) {
+          usageError(name + ": an empty list changes nothing; to stop every event source, "
+                     "keep only the start trap (" + name + "=start-trap)");
+          return false;
+        }
         std::vector<uint32_t> ids;
         size_t start = 0;
         bool ok = true;
@@ -175,7 +186,7 @@ bool addWord(const Key* keys, size_t count, const std::string& word, message* m)
           size_t end = value.find(',', start);
           if (end == std::string::npos) end = value.size();
           const std::string item = value.substr(start, end - start);
-          ok = item == "start-trap" ? (n = START_TRAP, true) : parseU32(item, &n);
+          ok = item == "start-trap" ? (n = snmpf::START_TRAP_GENERATOR, true) : parseU32(item, &n);
           ids.push_back(n);
           start = end + 1;
         }
@@ -202,7 +213,7 @@ bool addWords(const Key* keys, size_t count, const std::vector<std::string>& arg
 // Sends and returns the reply; prints an error reply (true if it was one).
 bool exchange(const Options& opts, uint32_t handler, uint32_t cmd, message& m,
               message* reply) {
-  m.insert(tarn::u32_array_id(tarn::kFieldDst), tarn::u32_vector(AGENT, handler));
+  m.insert(tarn::u32_array_id(tarn::kFieldDst), tarn::u32_vector(kAgent, handler));
   m.insert(tarn::u32_id(tarn::kFieldCmd), cmd);
   *reply = tarn::getLooper()->exchangeMessage(m, opts.timeoutMs);
   unsigned code = 0;
@@ -245,7 +256,7 @@ void printFields(const Key* keys, size_t count, const message& m) {
       case LIST: {
         const char* sep = "";
         for (uint32_t id : m.get(tarn::u32_array_id(k.field))) {
-          std::cout << sep << (id == START_TRAP ? std::string("start-trap")
+          std::cout << sep << (id == snmpf::START_TRAP_GENERATOR ? std::string("start-trap")
                                                 : std::to_string(id));
           sep = ",";
         }
@@ -280,9 +291,9 @@ int done(const Options& opts, bool error, const message& reply) {
 
 int show(const Options& opts) {
   message m, reply;
-  if (opts.json) return exchangeAndPrint(opts, {AGENT}, tarn::kCmdGet, m);
+  if (opts.json) return exchangeAndPrint(opts, {kAgent}, tarn::kCmdGet, m);
   if (exchange(opts, 0, tarn::kCmdGet, m, &reply)) return kExitErrorReply;
-  printFields(SETTINGS, countOf(SETTINGS), reply);
+  printFields(kSettings, countOf(kSettings), reply);
   return kExitOk;
 }
 
@@ -291,11 +302,11 @@ int communities(const Options& opts) {
   do {
     message m, reply;
     if (start != 0xFFFFFFFF) m.insert(tarn::u32_id(tarn::kFieldStart), start);
-    if (exchange(opts, COMMUNITIES, tarn::kCmdGetAll, m, &reply)) return kExitErrorReply;
+    if (exchange(opts, kCommunities, tarn::kCmdGetAll, m, &reply)) return kExitErrorReply;
     for (const message::flat_message& flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
       const message c(flat);
       std::cout << "id: " << c.get(tarn::u32_id(tarn::kFieldObjId), 0u) << "\n";
-      printFields(COMMUNITY, countOf(COMMUNITY), c);
+      printFields(kCommunity, countOf(kCommunity), c);
       std::cout << "\n";
     }
     start = reply.get(tarn::u32_id(tarn::kFieldStart), 0xFFFFFFFFu);
@@ -308,19 +319,19 @@ int community(const Options& opts, const std::vector<std::string>& args) {
   message m, reply;
   const std::string& action = args[1];
   if (action == "add") {
-    m.insert(tarn::string_id(5), args[2]);
-    if (!addWords(COMMUNITY, countOf(COMMUNITY), args, 3, &m)) return kExitUsage;
-    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdAddObj, m, &reply), reply);
+    m.insert(communityf::NAME, args[2]);
+    if (!addWords(kCommunity, countOf(kCommunity), args, 3, &m)) return kExitUsage;
+    return done(opts, exchange(opts, kCommunities, tarn::kCmdAddObj, m, &reply), reply);
   }
   uint32_t id;
   if (!parseU32(args[2], &id)) return usageError("bad community id " + args[2]);
   m.insert(tarn::u32_id(tarn::kFieldObjId), id);
   if (action == "set") {
-    if (!addWords(COMMUNITY, countOf(COMMUNITY), args, 3, &m)) return kExitUsage;
-    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdSetObj, m, &reply), reply);
+    if (!addWords(kCommunity, countOf(kCommunity), args, 3, &m)) return kExitUsage;
+    return done(opts, exchange(opts, kCommunities, tarn::kCmdSetObj, m, &reply), reply);
   }
   if (action == "remove" && args.size() == 3) {
-    return done(opts, exchange(opts, COMMUNITIES, tarn::kCmdRemoveObj, m, &reply), reply);
+    return done(opts, exchange(opts, kCommunities, tarn::kCmdRemoveObj, m, &reply), reply);
   }
   return usageError("community add NAME | set ID | remove ID");
 }
@@ -341,7 +352,7 @@ int event(const Options& opts, const std::vector<std::string>& args) {
   if (args.size() < 3 || args.size() > 4) return usageError("event OID TYPE [VALUE]");
   uint32_t type = 0;
   bool known = parseU32(args[2], &type);
-  for (const auto& t : VALUE_TYPES) {
+  for (const auto& t : kValueTypes) {
     if (args[2] == t.name) {
       type = t.type;
       known = true;
@@ -357,12 +368,12 @@ int event(const Options& opts, const std::vector<std::string>& args) {
 
 }  // namespace
 
-const char SNMP_ARGS[] =
+const char kSnmpArgs[] =
     "show | set KEY=VALUE... | communities | generators\n"
     "       | community add NAME [KEY=VALUE...] | community set ID KEY=VALUE...\n"
     "       | community remove ID | event OID TYPE [VALUE]";
 
-const char SNMP_SUMMARY[] =
+const char kSnmpSummary[] =
     "the SNMP agent's settings, communities, trap generators and events.\n"
     "      set keys: enabled=yes|no contact= location= engine-id= (at most 27 octets)\n"
     "        engine-boots=N time-window=S trap-target=IP trap-version=v1|v2c|v3 (or 0|1|3)\n"
@@ -380,14 +391,14 @@ int verbSnmp(const Options& opts, const std::vector<std::string>& args) {
   if (what == "show" && args.size() == 1) return show(opts);
   if (what == "set" && args.size() > 1) {
     message m, reply;
-    if (!addWords(SETTINGS, countOf(SETTINGS), args, 1, &m)) return kExitUsage;
+    if (!addWords(kSettings, countOf(kSettings), args, 1, &m)) return kExitUsage;
     return done(opts, exchange(opts, 0, tarn::kCmdSet, m, &reply), reply);
   }
   if (what == "communities" && args.size() == 1) return communities(opts);
   if (what == "community") return community(opts, args);
   if (what == "generators" && args.size() == 1) return generators(opts);
   if (what == "event") return event(opts, args);
-  return usageError(std::string("usage: tarnctl snmp ") + SNMP_ARGS);
+  return usageError(std::string("usage: tarnctl snmp ") + kSnmpArgs);
 }
 
 }  // namespace tarnctl

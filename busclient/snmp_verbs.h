@@ -2,8 +2,8 @@
 // commands (settings, communities, trap generators, events), so an operator
 // need not know field numbers. Passwords are sent as given and listed only
 // as "(set)".
-#ifndef BUSCLIENT_SNMP_VERBS_H_
-#define BUSCLIENT_SNMP_VERBS_H_
+#ifndef BUSCLIENT_SNMP_VERBS_H
+#define BUSCLIENT_SNMP_VERBS_H
 
 #include <string>
 #include <vector>
@@ -12,10 +12,10 @@
 
 namespace tarnctl {
 
-extern const char SNMP_ARGS[];
-extern const char SNMP_SUMMARY[];
+extern const char kSnmpArgs[];
+extern const char kSnmpSummary[];
 int verbSnmp(const Options& opts, const std::vector<std::string>& args);
 
 }  // namespace tarnctl
 
-#endif  // BUSCLIENT_SNMP_VERBS_H_
+#endif  // BUSCLIENT_SNMP_VERBS_H

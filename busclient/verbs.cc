@@ -156,7 +156,7 @@ const std::vector<Verb>& verbs() {
        "send a command with typed fields and print the reply", verbSend},
       {"list", "PATH", "list every object of a handler (get-all, paged)",
        verbList},
-      {"snmp", SNMP_ARGS, SNMP_SUMMARY, verbSnmp},
+      {"snmp", kSnmpArgs, kSnmpSummary, verbSnmp},
   };
   return table;
 }

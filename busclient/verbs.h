@@ -2,8 +2,8 @@
 // synopsis, one-line summary and the function that runs it. Friendlier
 // verbs (say, for the agent's settings and communities) are added as rows
 // that build a request and call exchangeAndPrint.
-#ifndef BUSCLIENT_VERBS_H_
-#define BUSCLIENT_VERBS_H_
+#ifndef BUSCLIENT_VERBS_H
+#define BUSCLIENT_VERBS_H
 
 #include <string>
 #include <vector>
@@ -36,4 +36,4 @@ int exchangeAndPrint(const Options& opts, const std::vector<uint32_t>& path,
 
 }  // namespace tarnctl
 
-#endif  // BUSCLIENT_VERBS_H_
+#endif  // BUSCLIENT_VERBS_H

@@ -1,3 +1,3 @@
 #include "codec/buffer.h"
 
-unsigned char c_buf[C_BUF_SIZE];
+unsigned char c_buf[kBufferSize];

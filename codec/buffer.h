@@ -8,7 +8,7 @@
 #ifndef CODEC_BUFFER_H
 #define CODEC_BUFFER_H
 
-constexpr unsigned C_BUF_SIZE = 65536;
-extern unsigned char c_buf[C_BUF_SIZE];
+constexpr unsigned kBufferSize = 65536;
+extern unsigned char c_buf[kBufferSize];
 
 #endif

@@ -30,7 +30,7 @@ bool bytesOnly(const std::vector<unsigned>& arcs, size_t from, size_t n) {
 
 }  // namespace
 
-const OID ZERO_OID("0");
+const OID kZeroOid("0");
 
 OID::OID(const std::string& text) {
   const size_t len = text.size();
@@ -129,6 +129,10 @@ OID OID::substr(size_t pos, size_t n) const {
   OID r;
   r.arcs_.assign(arcs_.begin() + pos, arcs_.begin() + pos + n);
   return r;
+}
+
+bool OID::startsWith(const OID& prefix) const {
+  return prefix.size() <= size() && compare(0, prefix.size(), prefix) == 0;
 }
 
 bool OID::asUnsigned(unsigned* out) const {

@@ -57,6 +57,9 @@ class OID {
   int compare(size_t pos, size_t n, const OID& other) const;
   // Arcs [pos, pos + min(n, size - pos)); n = npos means to the end.
   OID substr(size_t pos, size_t n = npos) const;
+  // Whether the first arcs are those of `prefix` (every OID starts with
+  // the empty one and with itself).
+  bool startsWith(const OID& prefix) const;
 
   static constexpr size_t npos = static_cast<size_t>(-1);
 
@@ -81,6 +84,6 @@ int compare(const unsigned* a_begin, const unsigned* a_end,
             const unsigned* b_begin, const unsigned* b_end);
 
 // The one-arc OID 0: the instance suffix of every scalar.
-extern const OID ZERO_OID;
+extern const OID kZeroOid;
 
 #endif

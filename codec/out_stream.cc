@@ -131,7 +131,7 @@ void OutStream::addOID(const OID& oid, unsigned type) {
   unsigned pos = 0;
   c_buf[pos++] = static_cast<unsigned char>(oid[0] * 40 + oid[1]);
   for (size_t i = 2; i < oid.size(); ++i) {
-    if (C_BUF_SIZE - pos < 5) {
+    if (kBufferSize - pos < 5) {
       fail("encoding invalid OID");
       return;
     }

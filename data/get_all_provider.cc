@@ -25,7 +25,7 @@ bool GetAllProvider::setData(Data* d) {
   for (const Source& s : sources) {
     tarn::message msg = tarn::command(s.path, tarn::kCmdSetObj);
     d->reverseBuild(msg);
-    tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
+    tarn::message reply = exchange(msg);
     if (tarn::isError(reply)) {
       diag::err(tarn::getError(reply));
     } else {
@@ -45,7 +45,7 @@ bool GetAllProvider::getCountCMD(unsigned& n) {
   n = 0;
   for (const Source& s : sources) {
     tarn::message msg = tarn::command(s.path, tarn::kCmdGetCount);
-    tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
+    tarn::message reply = exchange(msg);
     if (tarn::isError(reply) || !reply.has(tarn::u32_id(tarn::kFieldCount)))
       return false;
     n += reply.get(tarn::u32_id(tarn::kFieldCount), 0);

@@ -7,18 +7,18 @@
 // source; the cache rule is 25/200 ticks. The provider owns the records:
 // clearCache() clears the clients before it deletes them. Clients are not
 // owned and must stay alive while the provider refills them. Every exchange
-// blocks for at most 6000 ms on the process's looper, which must exist; an
-// error reply ends that source's walk and keeps what came before it.
+// blocks for at most kExchangeTimeoutMs (data/exchange.h); an error reply
+// ends that source's walk and keeps what came before it.
 #ifndef DATA_GET_ALL_PROVIDER_H
 #define DATA_GET_ALL_PROVIDER_H
 
 #include <vector>
 
 #include "data/cache_update_timeout.h"
+#include "data/exchange.h"
 #include "data/table_provider.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
-#include "platform/looper.h"
 #include "platform/message.h"
 
 class GetAllProvider : public TableProvider, public CacheUpdateTimeout {
@@ -60,7 +60,7 @@ class GetAllProvider : public TableProvider, public CacheUpdateTimeout {
 template <class Visit>
 void walkPages(tarn::message& request, Visit visit) {
   for (;;) {
-    tarn::message reply = tarn::getLooper()->exchangeMessage(request, 6000);
+    tarn::message reply = exchange(request);
     if (tarn::isError(reply)) return;
     for (const tarn::flat_message& flat :
          reply.get(tarn::message_array_id(tarn::kFieldObjList))) {

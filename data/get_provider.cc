@@ -3,9 +3,9 @@
 
 #include "codec/diag.h"
 #include "data/data.h"
+#include "data/exchange.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
-#include "platform/looper.h"
 
 GetProvider::GetProvider(Builder builder, const std::vector<unsigned>& path,
                          unsigned getCommand, unsigned setCommand)
@@ -16,7 +16,7 @@ GetProvider::GetProvider(Builder builder, const std::vector<unsigned>& path,
 
 Data* GetProvider::getData() {
   tarn::message msg = tarn::command(path, getCommand);
-  tarn::message reply = tarn::getLooper()->exchangeMessage(msg, 6000);
+  tarn::message reply = exchange(msg);
   if (tarn::isError(reply)) {
     diag::err("GetProvider::getData error: " + tarn::getError(reply));
     return builder(tarn::message());
@@ -27,5 +27,5 @@ Data* GetProvider::getData() {
 bool GetProvider::setData(Data* d) {
   tarn::message msg = tarn::command(path, setCommand);
   d->reverseBuild(msg);
-  return !tarn::isError(tarn::getLooper()->exchangeMessage(msg, 6000));
+  return !tarn::isError(exchange(msg));
 }

@@ -6,7 +6,7 @@
 // error: <text>" and still returns the builder's record of an empty message,
 // so the object answers with defaults. setData() sends `setCommand` to
 // `path` with the record's reverseBuild() fields. Each exchange blocks for at
-// most 6000 ms on the process's looper, which must exist. The provider owns
+// most kExchangeTimeoutMs (data/exchange.h). The provider owns
 // the records it builds; cache rule 25/200 ticks (SingleProvider).
 #ifndef DATA_GET_PROVIDER_H
 #define DATA_GET_PROVIDER_H

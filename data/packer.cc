@@ -6,13 +6,6 @@
 
 namespace {
 
-// The arcs of `index` after its first n.
-OID restAfter(const OID& index, size_t n) {
-  OID rest;
-  rest.arcs().assign(index.arcs().begin() + n, index.arcs().end());
-  return rest;
-}
-
 // True when arcs [from, to) of `index` are all byte values.
 bool allBytes(const OID& index, size_t from, size_t to) {
   for (size_t i = from; i < to; ++i) {
@@ -83,7 +76,7 @@ OID StringPacker::setFromKey(Data* d, const OID& index) {
   s.reserve(len);
   for (size_t i = 1; i <= len; ++i) s.push_back(static_cast<char>(index[i]));
   set(d, s);
-  return restAfter(index, taken);
+  return index.substr(taken);
 }
 
 // --- NumPacker ---
@@ -104,7 +97,7 @@ OID NumPacker::getAsKey(const Data* d) const {
 OID NumPacker::setFromKey(Data* d, const OID& index) {
   if (index.empty()) return OID();
   set(d, static_cast<int>(index[0]));
-  return restAfter(index, 1);
+  return index.substr(1);
 }
 
 // --- BignumPacker ---
@@ -144,7 +137,7 @@ OID OIDPacker::setFromKey(Data* d, const OID& index) {
   OID value;
   value.arcs().assign(index.arcs().begin() + 1, index.arcs().begin() + 1 + n);
   set(d, value);
-  return restAfter(index, n + 1);
+  return index.substr(n + 1);
 }
 
 // --- IPPacker ---
@@ -174,5 +167,5 @@ OID IPPacker::setFromKey(Data* d, const OID& index) {
   if (index.size() < 4 || !allBytes(index, 0, 4)) return OID();
   // First arc least significant: the reverse of getAsKey, kept on purpose.
   set(d, index[0] | index[1] << 8 | index[2] << 16 | index[3] << 24);
-  return restAfter(index, 4);
+  return index.substr(4);
 }

@@ -1,3 +1,3 @@
 #include "engine/context.h"
 
-unsigned Context::v3counters[6];
+unsigned Context::v3counters[v3err::COUNT];

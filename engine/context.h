@@ -13,6 +13,7 @@
 #include "codec/in_stream.h"
 #include "codec/oid.h"
 #include "codec/out_stream.h"
+#include "security/v3_errors.h"
 
 struct Context {
   // Copies the datagram into `in`; everything else empty.
@@ -34,8 +35,8 @@ struct Context {
   int requestIndex = 0;   // as read; max-repetitions for a GetBulk PDU
   int reportCode = 0;     // the SNMPv3 error code a report carries
 
-  // Reports sent since start, indexed by SNMPv3 error code (0..5).
-  static unsigned v3counters[6];
+  // Reports sent since start, indexed by SNMPv3 error code.
+  static unsigned v3counters[v3err::COUNT];
 };
 
 #endif

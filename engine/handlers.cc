@@ -9,26 +9,13 @@
 #include "engine/registry.h"
 #include "engine/request.h"
 
-namespace {
-
-bool isPrefix(const OID& prefix, const OID& oid) {
-  return prefix.size() <= oid.size() && oid.compare(0, prefix.size(), prefix) == 0;
-}
-
-// Leaves `oid` holding only the arcs after its first n.
-void dropFront(OID& oid, size_t n) {
-  oid.arcs().erase(oid.arcs().begin(), oid.arcs().begin() + n);
-}
-
-}  // namespace
-
 int snmpGet(Context& ctx) {
   auto it = leafs.upper_bound(ctx.oid);
   if (it == leafs.begin()) return wire::NO_SUCH_NAME;
   --it;
-  if (!isPrefix(it->first, ctx.oid)) return wire::NO_SUCH_NAME;
+  if (!ctx.oid.startsWith(it->first)) return wire::NO_SUCH_NAME;
   ctx.leafName = it->first;
-  dropFront(ctx.oid, it->first.size());
+  ctx.oid = ctx.oid.substr(it->first.size());
   return it->second->get(ctx) ? wire::NO_ERROR : wire::NO_SUCH_NAME;
 }
 
@@ -37,13 +24,12 @@ int snmpGetNext(Context& ctx) {
   auto it = leafs.upper_bound(request);
   if (it != leafs.begin()) {
     --it;
-    if (!isPrefix(it->first, request)) ++it;
+    if (!request.startsWith(it->first)) ++it;
   }
   for (; it != leafs.end(); ++it) {
     const OID& leaf = it->first;
-    if (isPrefix(leaf, request)) {
-      ctx.oid = request;
-      dropFront(ctx.oid, leaf.size());
+    if (request.startsWith(leaf)) {
+      ctx.oid = request.substr(leaf.size());
     } else {
       ctx.oid.clear();
     }

@@ -22,7 +22,7 @@ bool ScalarLeaf::answer(Context& ctx) {
 }
 
 bool ScalarLeaf::get(Context& ctx) {
-  if (ctx.oid != ZERO_OID) return false;
+  if (ctx.oid != kZeroOid) return false;
   return answer(ctx);
 }
 
@@ -70,7 +70,8 @@ bool ColumnarLeaf::set(Context& ctx) {
   if (!record) return false;
   packer->unpack(record, ctx);
   table->set(ctx.setSuffix, record);
-  ctx.leafName += ctx.oid;
+  // During SET ctx.oid is the binding's whole name; the reply carries it.
+  ctx.leafName = ctx.oid;
   ctx.out.addOID(ctx.leafName, wire::OBJECT_ID);
   packer->pack(ctx, record);
   return true;

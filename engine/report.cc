@@ -2,16 +2,17 @@
 #include "codec/wire.h"
 #include "engine/context.h"
 #include "engine/request.h"
+#include "security/v3_errors.h"
 
 namespace {
 // usmStats; the counter for error code e is arc e + 1 below it.
-const OID USM_STATS("1.3.6.1.6.3.15.1.1");
+const OID kUsmStats("1.3.6.1.6.3.15.1.1");
 }  // namespace
 
 int snmpV3(Context& ctx) {
-  const unsigned code = static_cast<unsigned>(ctx.reportCode) % 6;
+  const unsigned code = static_cast<unsigned>(ctx.reportCode) % v3err::COUNT;
   ctx.out.startSeq(wire::SEQUENCE);
-  ctx.out.addOID(USM_STATS + (code + 1) + 0u, wire::OBJECT_ID);
+  ctx.out.addOID(kUsmStats + (code + 1) + 0u, wire::OBJECT_ID);
   ctx.out.add(Context::v3counters[code], wire::COUNTER32);
   ctx.out.endSeq();
   return wire::NO_ERROR;

@@ -12,8 +12,8 @@
 #include "engine/v2_replies.h"
 #include "security/community_keep.h"
 #include "security/v3_errors.h"
+#include "security/v3_server_info.h"
 
-const V3ServerInfo* v3Engine = nullptr;
 ReplyOptions replyOptions;
 
 namespace {

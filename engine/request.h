@@ -4,19 +4,14 @@
 // (community for versions 0-2, user-based security for version 3), hands
 // every variable binding to the GET, GETNEXT or SET handler (or, when the
 // reply options below ask for it, to the version 2 replies with exception
-// values and GetBulk), and patches the error status and index. Any failure before the bindings are walked leaves
-// no reply: the manager times out. Diagnostics are single lines on the error
-// stream (diag::err).
+// values and GetBulk), and patches the error status and index. Any failure
+// before the bindings are walked leaves no reply: the manager times out.
+// Version 3 messages are dropped while v3Engine (security/v3_server_info.h)
+// is null. Diagnostics are single lines on the error stream (diag::err).
 #ifndef ENGINE_REQUEST_H
 #define ENGINE_REQUEST_H
 
 struct Context;
-struct V3ServerInfo;
-
-// The engine's SNMPv3 state (boots, start uptime, window, engine ID), owned
-// by the agent service, which points this at its own record. Version 3
-// messages are dropped while it is null.
-extern const V3ServerInfo* v3Engine;
 
 // Reply behaviours an operator turns on, both off by default; the agent
 // service sets them from its settings. `bulk`: answer a version 2c/3

@@ -45,8 +45,7 @@ bool objectExists(const OID& name) {
   auto it = leafs.upper_bound(name);
   if (it == leafs.begin()) return false;
   --it;
-  const OID& leaf = it->first;
-  return leaf.size() <= name.size() && name.compare(0, leaf.size(), leaf) == 0;
+  return name.startsWith(it->first);
 }
 
 // One GET binding: the value, or the exception saying what is missing.

@@ -34,6 +34,7 @@
 #include "engine/request.h"
 #include "fuzz/fuzz_env.h"
 #include "platform/message.h"
+#include "security/community_fields.h"
 #include "security/community_keep.h"
 #include "security/engine_id.h"
 #include "security/v3_server_info.h"
@@ -64,14 +65,14 @@ void addCommunity(const std::string& name, bool write, unsigned security,
                   unsigned authProtocol, const std::string& auth,
                   const std::string& priv, unsigned privProtocol = 0) {
   tarn::message m;
-  m.insert(tarn::string_id(5), name);
-  m.insert(tarn::bool_id(6), true);
-  m.insert(tarn::bool_id(7), write);
-  m.insert(tarn::u32_id(15), security);
-  m.insert(tarn::u32_id(20), authProtocol);
-  m.insert(tarn::u32_id(21), privProtocol);
-  m.insert(tarn::string_id(11), auth);
-  m.insert(tarn::string_id(12), priv);
+  m.insert(communityf::NAME, name);
+  m.insert(communityf::READ, true);
+  m.insert(communityf::WRITE, write);
+  m.insert(communityf::SECURITY, security);
+  m.insert(communityf::AUTH_PROTOCOL, authProtocol);
+  m.insert(communityf::PRIV_PROTOCOL, privProtocol);
+  m.insert(communityf::AUTH_PASSWORD, auth);
+  m.insert(communityf::PRIV_PASSWORD, priv);
   communityKeep->cmdAddObj(m);
 }
 

@@ -7,6 +7,7 @@
 #include "mib/fields.h"
 #include "mib/modules.h"
 #include "mib/packers.h"
+#include "mib/service_fields.h"
 #include "platform/codes.h"
 
 using namespace packers;
@@ -22,9 +23,9 @@ struct Optional {
   const char* name;
   int Health::*member;
 } const kOptional[] = {
-    {13, 8, "voltage", &Health::voltage},
-    {14, 10, "temperature", &Health::temperature},
-    {17, 11, "cpu temperature", &Health::cpuTemperature},
+    {svc::health::kVoltage, 8, "voltage", &Health::voltage},              // tarnHealthVoltage
+    {svc::health::kTemperature, 10, "temperature", &Health::temperature},  // tarnHealthTemperature
+    {svc::health::kCpuTemperature, 11, "cpu temperature", &Health::cpuTemperature},  // tarnHealthCpuTemperature
 };
 
 const OID kHealth("1.3.6.1.4.1.40117.1.1.3");
@@ -50,19 +51,19 @@ Data* Health::build(const tarn::message& m) {
     current->registered[i] = true;
   }
   Health* r = new Health;
-  r->voltage = fields::s32(m, 13);
-  r->source = sourceName(fields::u32(m, 12, 42));
+  r->voltage = fields::s32(m, svc::health::kVoltage);
+  r->source = sourceName(fields::u32(m, svc::health::kPowerSource, 42));
   // Tenths of a degree, in unsigned arithmetic so that no value overflows.
   const unsigned absent = static_cast<unsigned>(-273);
-  r->temperature = static_cast<int>(fields::u32(m, 14, absent) * 10);
-  r->cpuTemperature = static_cast<int>(fields::u32(m, 17, absent) * 10);
+  r->temperature = static_cast<int>(fields::u32(m, svc::health::kTemperature, absent) * 10);
+  r->cpuTemperature = static_cast<int>(fields::u32(m, svc::health::kCpuTemperature, absent) * 10);
   return r;
 }
 
 HealthModule::HealthModule()
-    : provider(Health::build, {12, 1}, tarn::kCmdGet, tarn::kCmdSet) {
+    : provider(Health::build, svc::health::kPath, tarn::kCmdGet, tarn::kCmdSet) {
   current = this;
-  addScalarLeaf(kHealth + 9, str(&Health::source), &provider);
+  addScalarLeaf(kHealth + 9, str(&Health::source), &provider);  // tarnHealthPowerSource
 }
 
 HealthModule::~HealthModule() {

@@ -5,6 +5,7 @@
 #include "engine/registry.h"
 #include "mib/fields.h"
 #include "mib/packers.h"
+#include "mib/service_fields.h"
 #include "mib/system.h"
 #include "platform/codes.h"
 
@@ -64,8 +65,8 @@ std::vector<unsigned char> dateAndTime(time_t t) {
 
 Data* ClockRecord::build(const tarn::message& m) {
   ClockRecord* r = new ClockRecord;
-  r->date = dateAndTime(static_cast<time_t>(fields::u32(m, 7)));
-  long offset = fields::s32(m, 27);
+  r->date = dateAndTime(static_cast<time_t>(fields::u32(m, svc::sys::kTime)));
+  long offset = fields::s32(m, svc::sys::kZoneOffset);
   r->date.push_back(offset < 0 ? '-' : '+');
   if (offset < 0) offset = -offset;
   r->date.push_back(static_cast<unsigned char>(offset / 3600));
@@ -74,7 +75,7 @@ Data* ClockRecord::build(const tarn::message& m) {
 }
 
 HostResourcesModule::HostResourcesModule(GetProvider* resources)
-    : clock(ClockRecord::build, {24, 0}, tarn::kCmdGet, tarn::kCmdSet),
+    : clock(ClockRecord::build, svc::sys::kClockPath, tarn::kCmdGet, tarn::kCmdSet),
       disk(refreshDisk),
       memory(refreshMemory),
       processor(refreshProcessor) {
@@ -93,19 +94,19 @@ HostResourcesModule::HostResourcesModule(GetProvider* resources)
   processors.addProvider(OID{1}, &processor);
 
   const OID storageEntry("1.3.6.1.2.1.25.2.3.1");
-  addScalarLeaf(OID("1.3.6.1.2.1.25.1.1"), num(&SystemResources::uptime, TIMETICKS), resources);
-  addScalarLeaf(OID("1.3.6.1.2.1.25.1.2"), raw(&ClockRecord::date), &clock);
-  addScalarLeaf(OID("1.3.6.1.2.1.25.2.2"), num(&SystemResources::memoryTotal, INTEGER), resources);
-  addColumnarLeaf(storageEntry + 1, num(&StorageRow::index, INTEGER), &storage);
-  addColumnarLeaf(storageEntry + 2, oid(&StorageRow::type), &storage);
-  addColumnarLeaf(storageEntry + 3, str(&StorageRow::description), &storage);
-  addColumnarLeaf(storageEntry + 4, constNum(1024, INTEGER), &storage);
-  addColumnarLeaf(storageEntry + 5, num(&StorageRow::size, INTEGER), &storage);
-  addColumnarLeaf(storageEntry + 6, num(&StorageRow::used, INTEGER), &storage);
-  addColumnarLeaf(storageEntry + 7, constNum(0, COUNTER32), &storage);
-  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.2.1.1"), num(&ProcessorRow::index, INTEGER), &devices);
-  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.2.1.2"), oid(&ProcessorRow::type), &devices);
-  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.3.1.2"), num(&ProcessorRow::load, INTEGER), &processors);
+  addScalarLeaf(OID("1.3.6.1.2.1.25.1.1"), num(&SystemResources::uptime, TIMETICKS), resources);      // hrSystemUptime
+  addScalarLeaf(OID("1.3.6.1.2.1.25.1.2"), raw(&ClockRecord::date), &clock);                         // hrSystemDate
+  addScalarLeaf(OID("1.3.6.1.2.1.25.2.2"), num(&SystemResources::memoryTotal, INTEGER), resources);  // hrMemorySize
+  addColumnarLeaf(storageEntry + 1, num(&StorageRow::index, INTEGER), &storage);                     // hrStorageIndex
+  addColumnarLeaf(storageEntry + 2, oid(&StorageRow::type), &storage);                               // hrStorageType
+  addColumnarLeaf(storageEntry + 3, str(&StorageRow::description), &storage);                        // hrStorageDescr
+  addColumnarLeaf(storageEntry + 4, constNum(1024, INTEGER), &storage);                              // hrStorageAllocationUnits
+  addColumnarLeaf(storageEntry + 5, num(&StorageRow::size, INTEGER), &storage);                      // hrStorageSize
+  addColumnarLeaf(storageEntry + 6, num(&StorageRow::used, INTEGER), &storage);                      // hrStorageUsed
+  addColumnarLeaf(storageEntry + 7, constNum(0, COUNTER32), &storage);                               // hrStorageAllocationFailures
+  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.2.1.1"), num(&ProcessorRow::index, INTEGER), &devices);      // hrDeviceIndex
+  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.2.1.2"), oid(&ProcessorRow::type), &devices);                // hrDeviceType
+  addColumnarLeaf(OID("1.3.6.1.2.1.25.3.3.1.2"), num(&ProcessorRow::load, INTEGER), &processors);    // hrProcessorLoad
 }
 
 HostResourcesModule::~HostResourcesModule() { resourcesProvider = nullptr; }

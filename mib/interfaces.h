@@ -1,7 +1,8 @@
 // The interfaces group: ifNumber, ifTable and ifXTable over the interface
 // service {20, 0}, with traffic counters fetched per interface on demand;
-// plus the start-up snapshot of the link states and the "interfaces" event
-// source that switches the link trap maker on and off.
+// plus the start-up snapshot of the link states, the link trap maker that
+// compares link changes with it, and the "interfaces" event source that
+// switches that maker on and off.
 #ifndef MIB_INTERFACES_H
 #define MIB_INTERFACES_H
 
@@ -9,16 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "data/augment_proxy_table.h"
-#include "data/cache_update_timeout.h"
+#include "codec/oid.h"
+#include "codec/out_stream.h"
 #include "data/count_provider.h"
 #include "data/data.h"
 #include "data/get_all_provider.h"
 #include "data/map_table.h"
-
-namespace tarn {
-class message;
-}
+#include "data/object_augment_table.h"
+#include "platform/message.h"
 
 // One interface of the list; index is the platform's id and the ifIndex.
 struct InterfaceRecord : Data {
@@ -31,7 +30,7 @@ struct InterfaceRecord : Data {
   std::string name;
   std::vector<unsigned char> hardwareAddress;
   // For kind 30 this asks the interface service for the parent (one
-  // exchange of at most 6000 ms on the process's looper).
+  // blocking exchange, data/exchange.h).
   static void build(const tarn::message& m, std::vector<Data*>* out);
 };
 
@@ -53,24 +52,9 @@ struct InterfaceCounters : Data {
   int outErrors = 0;
   int inDiscards = 0;
   int outDiscards = 0;
-  // Copies the counters an answer holds; the 32-bit ones of the 64-bit
-  // counters are their low halves.
-  void fill(const tarn::message& m);
-};
-
-// The counters of the interface table's rows, fetched from {20, 0} the
-// first time a row is read (one exchange per interface) and kept until the
-// cache rule (25 ticks idle, 95 at most) drops them all. A failed fetch
-// leaves a row of zeros until then. Owns its records.
-class CountersTable : public AugmentProxyTable, public CacheUpdateTimeout {
- public:
-  explicit CountersTable(Table* rows);
-  ~CountersTable() override;
-  Data* augment(const OID& index, Data* baseRecord) override;
-  void clearCache() override;   // deletes the records
-  void updateCache() override;  // nothing: rows are fetched one by one
-
-  std::map<unsigned, InterfaceCounters*> records;
+  // The counters an answer holds (zeros for an empty one); the 32-bit
+  // ones of the 64-bit counters are their low halves.
+  static Data* build(const tarn::message& m);
 };
 
 // The interface table, its counters and ifNumber; the constructor takes
@@ -81,7 +65,10 @@ struct InterfacesModule {
 
   GetAllProvider provider;
   MapTable rows;
-  CountersTable counters;
+  // Fetched from {20, 0} the first time a row is read (one get object per
+  // interface) and kept until the cache rule (25 ticks idle, 95 at most)
+  // drops them all; a failed fetch leaves a row of zeros until then.
+  ObjectAugmentTable counters;
   CountProvider count;
 };
 
@@ -92,5 +79,16 @@ void takeLinkSnapshot();
 // `trapMakers`, and the subscription to {20, 0} code 0x10004.
 void subscribeInterfaces();
 void unsubscribeInterfaces();
+
+// The last seen state bits per interface id: the snapshot's, then each
+// link change's.
+extern std::map<unsigned, unsigned> linkStates;
+
+// linkUp / linkDown from the interface service's link-change events whose
+// state differs from `linkStates`: generic 3 or 2, bindings ifIndex,
+// ifAdminStatus, ifOperStatus (bare column OIDs, as receivers have always
+// been given them).
+bool linkTrapMaker(std::vector<VariableBinding>& bindings, const tarn::message& event,
+                   OID& trapOid, int& genericTrap, int& specificTrap);
 
 #endif

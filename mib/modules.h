@@ -4,8 +4,11 @@
 #ifndef MIB_MODULES_H
 #define MIB_MODULES_H
 
-// System, vendor (software, control, scripts, peers) and host resources.
-void buildSystemModule();
+#include <string>
+
+// System, vendor (software, control, scripts, peers) and host resources;
+// sysContact and sysLocation are read through `readAgentIdent`.
+void buildSystemModule(void (*readAgentIdent)(std::string* contact, std::string* location));
 // IP group and the vendor address tables under 1.3.6.1.4.1.40117.1.1.2.
 void buildIpModule();
 // Bridge objects under 1.3.6.1.2.1.17 with their two providers.

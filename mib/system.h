@@ -54,12 +54,20 @@ struct AgentIdent : Data {
   std::string location;
 };
 
-// Reads the agent's configuration (settings 2 and 3); refuses writes, as
-// these values change only through the agent's settings command.
+// Reads sysContact and sysLocation from where the agent keeps them.
+typedef void (*AgentIdentReader)(std::string* contact, std::string* location);
+
+// Serves the agent's own contact and location, read through `read` (never
+// null); refuses writes, as these values change only through the agent's
+// settings command.
 class AgentIdentProvider : public SingleProvider {
  public:
+  explicit AgentIdentProvider(AgentIdentReader read) : read(read) {}
   Data* getData() override;
   bool setData(Data* d) override;  // false
+
+ private:
+  AgentIdentReader read;
 };
 
 struct SoftwareIdent : Data {
@@ -83,7 +91,7 @@ struct PeerRecord : Data {
   int id = 0;
   unsigned address = 0;
   std::vector<unsigned char> hardwareAddress;
-  std::string first, second, third, fourth;  // f 7, 8, 6, 11
+  std::string identity, platform, version, interface;
   static void build(const tarn::message& m, std::vector<Data*>* out);
 };
 
@@ -91,7 +99,7 @@ struct PeerRecord : Data {
 // constructor registers their leaves. Made once by buildSystemModule (tests
 // make their own), it must outlive the leaves.
 struct SystemModule {
-  SystemModule();
+  explicit SystemModule(AgentIdentReader readAgentIdent);
 
   GetProvider resources;  // {24, 2}, shared with host resources
   GetProvider ident;      // {24, 1}

@@ -1,7 +1,7 @@
 // tarn::Allocator: hands out object ids from [first, last], lowest free
 // first. Not persistent: owners mark the ids they load with allocate(id).
-#ifndef TARN_PLATFORM_ALLOCATOR_H_
-#define TARN_PLATFORM_ALLOCATOR_H_
+#ifndef PLATFORM_ALLOCATOR_H
+#define PLATFORM_ALLOCATOR_H
 
 #include <set>
 
@@ -29,4 +29,4 @@ class Allocator {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_ALLOCATOR_H_
+#endif  // PLATFORM_ALLOCATOR_H

@@ -18,8 +18,8 @@
 // When accept fails for want of descriptors, the listening sockets are left
 // unwatched for a short pause (the pending peers wait in the backlog)
 // rather than waking the loop without end.
-#ifndef TARN_PLATFORM_BUS_H_
-#define TARN_PLATFORM_BUS_H_
+#ifndef PLATFORM_BUS_H
+#define PLATFORM_BUS_H
 
 #include <sys/types.h>
 
@@ -122,4 +122,4 @@ class Bus {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_BUS_H_
+#endif  // PLATFORM_BUS_H

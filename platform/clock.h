@@ -1,7 +1,7 @@
 // Clocks: time since boot for the SNMP engine time and sysUpTime, a
 // monotonic millisecond clock for the loop's timers, and the OS version.
-#ifndef TARN_PLATFORM_CLOCK_H_
-#define TARN_PLATFORM_CLOCK_H_
+#ifndef PLATFORM_CLOCK_H
+#define PLATFORM_CLOCK_H
 
 #include <cstdint>
 #include <string>
@@ -19,4 +19,4 @@ uint64_t nowMs();
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_CLOCK_H_
+#endif  // PLATFORM_CLOCK_H

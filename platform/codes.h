@@ -1,8 +1,8 @@
 // Field numbers and command codes that the platform itself gives meaning to:
 // the envelope of every bus message, the common object commands, the
 // subscription commands and the error codes of locally made replies.
-#ifndef TARN_PLATFORM_CODES_H_
-#define TARN_PLATFORM_CODES_H_
+#ifndef PLATFORM_CODES_H
+#define PLATFORM_CODES_H
 
 #include <cstdint>
 
@@ -60,4 +60,4 @@ enum : uint32_t {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_CODES_H_
+#endif  // PLATFORM_CODES_H

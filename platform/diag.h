@@ -1,7 +1,7 @@
 // The platform's one exit for diagnostics: single text lines on the standard
 // error stream. Tests may divert them to capture the exact text.
-#ifndef TARN_PLATFORM_DIAG_H_
-#define TARN_PLATFORM_DIAG_H_
+#ifndef PLATFORM_DIAG_H
+#define PLATFORM_DIAG_H
 
 #include <string>
 
@@ -16,4 +16,4 @@ DiagSink setDiagSink(DiagSink sink);
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_DIAG_H_
+#endif  // PLATFORM_DIAG_H

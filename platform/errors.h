@@ -1,7 +1,7 @@
 // Error replies: a message carrying u32 0xff0005 (code) and string 0xff0006
 // (text). Any message with the code field is an error reply.
-#ifndef TARN_PLATFORM_ERRORS_H_
-#define TARN_PLATFORM_ERRORS_H_
+#ifndef PLATFORM_ERRORS_H
+#define PLATFORM_ERRORS_H
 
 #include <string>
 
@@ -18,4 +18,4 @@ std::string getError(const message& m);
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_ERRORS_H_
+#endif  // PLATFORM_ERRORS_H

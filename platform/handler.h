@@ -14,8 +14,8 @@
 //
 // Handlers are owned by their creator and must outlive their registration
 // with the looper (Looper::addHandler).
-#ifndef TARN_PLATFORM_HANDLER_H_
-#define TARN_PLATFORM_HANDLER_H_
+#ifndef PLATFORM_HANDLER_H
+#define PLATFORM_HANDLER_H
 
 #include <map>
 #include <string>
@@ -139,4 +139,4 @@ class Handler {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_HANDLER_H_
+#endif  // PLATFORM_HANDLER_H

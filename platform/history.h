@@ -4,8 +4,8 @@
 // (u32 length, flat message), in the same order, so a tool can replay the
 // Nth undo for the Nth line. Appends only; failures are reported by one
 // diagnostic line and otherwise ignored (history never stops a change).
-#ifndef TARN_PLATFORM_HISTORY_H_
-#define TARN_PLATFORM_HISTORY_H_
+#ifndef PLATFORM_HISTORY_H
+#define PLATFORM_HISTORY_H
 
 #include <string>
 
@@ -18,4 +18,4 @@ void appendHistory(unsigned service, const std::string& description,
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_HISTORY_H_
+#endif  // PLATFORM_HISTORY_H

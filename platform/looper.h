@@ -19,8 +19,8 @@
 // therefore remembers every subscribe its process sends, drops it again on
 // the matching unsubscribe, and sends all it remembers again every few
 // seconds; a publisher treats a repeated subscription as the same one.
-#ifndef TARN_PLATFORM_LOOPER_H_
-#define TARN_PLATFORM_LOOPER_H_
+#ifndef PLATFORM_LOOPER_H
+#define PLATFORM_LOOPER_H
 
 #include <sys/types.h>
 
@@ -112,4 +112,4 @@ void setDefaultServiceId(unsigned id);
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_LOOPER_H_
+#endif  // PLATFORM_LOOPER_H

@@ -11,8 +11,8 @@
 // flat_message is the byte form of a message (see flat.cc for the layout).
 // message::parse decodes it and refuses, with a false result and without
 // touching memory outside the input, every malformed or truncated input.
-#ifndef TARN_PLATFORM_MESSAGE_H_
-#define TARN_PLATFORM_MESSAGE_H_
+#ifndef PLATFORM_MESSAGE_H
+#define PLATFORM_MESSAGE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -226,4 +226,4 @@ void writeQuoted(std::ostream& os, const std::string& s, bool json);
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_MESSAGE_H_
+#endif  // PLATFORM_MESSAGE_H

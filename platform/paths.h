@@ -1,8 +1,8 @@
 // Platform paths. Every platform path ("/tarn/store/snmpd", the bus sockets)
 // lives under the root named by TARN_ROOT (unset or empty: "/"); rootPath is
 // the one place that maps them.
-#ifndef TARN_PLATFORM_PATHS_H_
-#define TARN_PLATFORM_PATHS_H_
+#ifndef PLATFORM_PATHS_H
+#define PLATFORM_PATHS_H
 
 #include <sys/types.h>
 
@@ -26,4 +26,4 @@ std::string busSocketPath(unsigned service);
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_PATHS_H_
+#endif  // PLATFORM_PATHS_H

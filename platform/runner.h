@@ -11,8 +11,8 @@
 // then of arming; a timer armed inside a callback fires on a later pass
 // even with delay 0, so a self re-arming timer cannot starve the sockets.
 // A TimerPtr stays valid until its timer fires or is removed.
-#ifndef TARN_PLATFORM_RUNNER_H_
-#define TARN_PLATFORM_RUNNER_H_
+#ifndef PLATFORM_RUNNER_H
+#define PLATFORM_RUNNER_H
 
 #include <poll.h>
 
@@ -165,4 +165,4 @@ void removeTimer(T* obj, void (T::*fn)()) {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_RUNNER_H_
+#endif  // PLATFORM_RUNNER_H

@@ -16,8 +16,8 @@
 //
 // The second constructor argument is accepted for compatibility and has no
 // effect.
-#ifndef TARN_PLATFORM_STORE_H_
-#define TARN_PLATFORM_STORE_H_
+#ifndef PLATFORM_STORE_H
+#define PLATFORM_STORE_H
 
 #include <map>
 #include <string>
@@ -61,4 +61,4 @@ class Store {
 
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_STORE_H_
+#endif  // PLATFORM_STORE_H

@@ -1,8 +1,8 @@
 // Byte helpers for the bus and the store: integers in the host's native byte
 // order, written and read by shifting (never by copying memory), so the code
 // is the same on little- and big-endian hosts.
-#ifndef TARN_PLATFORM_WIRE_H_
-#define TARN_PLATFORM_WIRE_H_
+#ifndef PLATFORM_WIRE_H
+#define PLATFORM_WIRE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -50,4 +50,4 @@ inline void set32(std::vector<uint8_t>& out, size_t pos, uint32_t v) {
 }  // namespace wire
 }  // namespace tarn
 
-#endif  // TARN_PLATFORM_WIRE_H_
+#endif  // PLATFORM_WIRE_H

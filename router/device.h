@@ -7,8 +7,8 @@
 // the next call on the device. Changes answer with the bus reply to send:
 // empty on success, tarn::errorMsg otherwise. Link changes (from the kernel,
 // or made on a model) are reported to the observer set with onLink.
-#ifndef ROUTER_DEVICE_H_
-#define ROUTER_DEVICE_H_
+#ifndef ROUTER_DEVICE_H
+#define ROUTER_DEVICE_H
 
 #include <cstdint>
 #include <functional>
@@ -73,4 +73,4 @@ uint32_t be32FromBytes(const uint8_t* b);  // four bytes in dotted order
 
 }  // namespace router
 
-#endif  // ROUTER_DEVICE_H_
+#endif  // ROUTER_DEVICE_H

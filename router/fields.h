@@ -1,8 +1,8 @@
 // The service paths that tarn-routerd answers on and the field numbers of
 // their objects, as the router's services define them. Both backends and
 // the bus handlers name fields only through these constants.
-#ifndef ROUTER_FIELDS_H_
-#define ROUTER_FIELDS_H_
+#ifndef ROUTER_FIELDS_H
+#define ROUTER_FIELDS_H
 
 #include <cstdint>
 
@@ -88,4 +88,4 @@ enum : uint32_t {
 
 }  // namespace router
 
-#endif  // ROUTER_FIELDS_H_
+#endif  // ROUTER_FIELDS_H

@@ -10,8 +10,8 @@
 // user may send it. Reboots and script runs are written to the diagnostics line by line and
 // refused unless Options allow them. Handlers keep pointers to the device
 // and the options, which must outlive them.
-#ifndef ROUTER_HANDLERS_H_
-#define ROUTER_HANDLERS_H_
+#ifndef ROUTER_HANDLERS_H
+#define ROUTER_HANDLERS_H
 
 #include "platform/handler.h"
 #include "router/device.h"
@@ -73,4 +73,4 @@ std::string senderOf(const tarn::message& msg);
 
 }  // namespace router
 
-#endif  // ROUTER_HANDLERS_H_
+#endif  // ROUTER_HANDLERS_H

@@ -8,8 +8,8 @@
 // Nothing on the host is changed over the bus except the host name, and
 // that only with --allow-hostname; reboots need --allow-reboot (the
 // handlers check it). See docs/router-services.md for the mapping of kinds.
-#ifndef ROUTER_HOST_DEVICE_H_
-#define ROUTER_HOST_DEVICE_H_
+#ifndef ROUTER_HOST_DEVICE_H
+#define ROUTER_HOST_DEVICE_H
 
 #include <map>
 #include <string>
@@ -73,4 +73,4 @@ class HostDevice : public Device {
 
 }  // namespace router
 
-#endif  // ROUTER_HOST_DEVICE_H_
+#endif  // ROUTER_HOST_DEVICE_H

@@ -2,8 +2,8 @@
 // {24, 1}, resources {24, 2}, health {12, 1} and software {65}, read from
 // the kernel's interfaces (/proc, statvfs, /sys/class/thermal, uname) on
 // every request; they are cheap.
-#ifndef ROUTER_HOST_INFO_H_
-#define ROUTER_HOST_INFO_H_
+#ifndef ROUTER_HOST_INFO_H
+#define ROUTER_HOST_INFO_H
 
 #include <cstdint>
 #include <string>
@@ -31,4 +31,4 @@ class HostInfo {
 
 }  // namespace router
 
-#endif  // ROUTER_HOST_INFO_H_
+#endif  // ROUTER_HOST_INFO_H

@@ -7,8 +7,8 @@
 // starts at the first id not below start (so an object removed between two
 // pages does not end the walk) and, when objects remain, names the id of the
 // next one as the continuation.
-#ifndef ROUTER_ITEM_LIST_H_
-#define ROUTER_ITEM_LIST_H_
+#ifndef ROUTER_ITEM_LIST_H
+#define ROUTER_ITEM_LIST_H
 
 #include <cstdint>
 #include <string>
@@ -58,4 +58,4 @@ tarn::message decode(const Item& item);
 
 }  // namespace router
 
-#endif  // ROUTER_ITEM_LIST_H_
+#endif  // ROUTER_ITEM_LIST_H

@@ -6,8 +6,8 @@
 //
 // Failures never throw: every call returns false and error() says where
 // ("line 12: expected ':'").
-#ifndef ROUTER_JSON_H_
-#define ROUTER_JSON_H_
+#ifndef ROUTER_JSON_H
+#define ROUTER_JSON_H
 
 #include <cstdint>
 #include <string>
@@ -66,4 +66,4 @@ class JsonReader {
 
 }  // namespace router
 
-#endif  // ROUTER_JSON_H_
+#endif  // ROUTER_JSON_H

@@ -7,8 +7,8 @@
 // model was loaded or last "rebooted"). Interfaces get flags 0 and state
 // bits made from "disabled" and "running" unless the file gives them,
 // and counters the file does not give read 0.
-#ifndef ROUTER_MODEL_DEVICE_H_
-#define ROUTER_MODEL_DEVICE_H_
+#ifndef ROUTER_MODEL_DEVICE_H
+#define ROUTER_MODEL_DEVICE_H
 
 #include <map>
 #include <string>
@@ -44,4 +44,4 @@ class ModelDevice : public Device {
 
 }  // namespace router
 
-#endif  // ROUTER_MODEL_DEVICE_H_
+#endif  // ROUTER_MODEL_DEVICE_H

@@ -3,8 +3,8 @@
 // kernel's change events. Messages are handed out as the kernel wrote them
 // (native byte order, kernel ABI structs); attributes are read with the
 // helpers below.
-#ifndef ROUTER_NETLINK_H_
-#define ROUTER_NETLINK_H_
+#ifndef ROUTER_NETLINK_H
+#define ROUTER_NETLINK_H
 
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
@@ -58,4 +58,4 @@ tarn::bytes attrBytes(const rtattr* a);
 
 }  // namespace router
 
-#endif  // ROUTER_NETLINK_H_
+#endif  // ROUTER_NETLINK_H

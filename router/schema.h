@@ -3,8 +3,8 @@
 // conversion of a JSON value to a typed field. A member named "KIND:ID"
 // (kinds as tarnctl writes them: bool u32 i32 be32 u64 str raw u32[] be32[]
 // u64[] str[]) gives any further field directly, e.g. "u32:0x10005": 7.
-#ifndef ROUTER_SCHEMA_H_
-#define ROUTER_SCHEMA_H_
+#ifndef ROUTER_SCHEMA_H
+#define ROUTER_SCHEMA_H
 
 #include <cstdint>
 #include <string>
@@ -51,4 +51,4 @@ bool parseHex(const std::string& text, tarn::bytes* out);
 
 }  // namespace router
 
-#endif  // ROUTER_SCHEMA_H_
+#endif  // ROUTER_SCHEMA_H

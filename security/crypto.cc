@@ -34,14 +34,14 @@ const Digest kDigests[DIGEST_COUNT] = {
 };
 
 // Bytes the password is stretched to, fed in blocks of this size.
-constexpr unsigned STRETCH_BYTES = 1048576;
-constexpr unsigned STRETCH_BLOCK = 64;
+constexpr unsigned kStretchBytes = 1048576;
+constexpr unsigned kStretchBlock = 64;
 // Pad-block half of an unusable digest.
-constexpr unsigned DEFAULT_BLOCK = 64;
-constexpr unsigned AES_IV_SIZE = 16;
+constexpr unsigned kDefaultBlock = 64;
+constexpr unsigned kAesIvSize = 16;
 
 unsigned blockOf(const Digest* digest) {
-  return digest ? digest->blockSize : DEFAULT_BLOCK;
+  return digest ? digest->blockSize : kDefaultBlock;
 }
 
 // The implementation to hand to EVP_DigestInit_ex. OpenSSL 3 resolves the
@@ -138,12 +138,12 @@ std::vector<unsigned char> passwordToAKey(const std::string& password,
   // first copy: block i is the window at (i * 64) mod length.
   const size_t len = password.size();
   std::string cycle;
-  cycle.reserve(len + STRETCH_BLOCK);
-  while (cycle.size() < len + STRETCH_BLOCK) cycle += password;
+  cycle.reserve(len + kStretchBlock);
+  while (cycle.size() < len + kStretchBlock) cycle += password;
   size_t start = 0;
-  for (unsigned fed = 0; fed < STRETCH_BYTES; fed += STRETCH_BLOCK) {
-    h.update(cycle.data() + start, STRETCH_BLOCK);
-    start = (start + STRETCH_BLOCK) % len;
+  for (unsigned fed = 0; fed < kStretchBytes; fed += kStretchBlock) {
+    h.update(cycle.data() + start, kStretchBlock);
+    start = (start + kStretchBlock) % len;
   }
   return h.final();
 }
@@ -255,7 +255,7 @@ void cryptMessageDES(const std::string& salt,
 }
 
 std::string aesIv(int engineBoots, int engineTime, const std::string& salt) {
-  std::string iv(AES_IV_SIZE, '\0');
+  std::string iv(kAesIvSize, '\0');
   const unsigned boots = static_cast<unsigned>(engineBoots);
   const unsigned time = static_cast<unsigned>(engineTime);
   for (unsigned i = 0; i < 4; ++i) {
@@ -270,12 +270,12 @@ void cryptMessageAES(const std::string& iv,
                      const std::vector<unsigned char>& key,
                      const std::string& in, std::string& out, int encrypt) {
   out.clear();
-  if (key.size() < AES_KEY_SIZE || iv.size() != AES_IV_SIZE) return;
+  if (key.size() < AES_KEY_SIZE || iv.size() != kAesIvSize) return;
   EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
   if (!ctx) return;
   // CFB is a stream mode: the output is exactly as long as the input, and
   // the final call adds nothing.
-  std::vector<unsigned char> dst(in.size() + AES_IV_SIZE);
+  std::vector<unsigned char> dst(in.size() + kAesIvSize);
   int len = 0, tail = 0;
   const bool ok =
       EVP_CipherInit_ex(ctx, aesCipher(), nullptr, key.data(),

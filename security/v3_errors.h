@@ -1,7 +1,7 @@
 // SNMPv3 error codes of the user-based security model.
 //
 // A request's v3_err holds one of these; it indexes Context::v3counters and
-// picks the usmStats object that a report carries (V3_REPORT_OID, then
+// picks the usmStats object that a report carries (kUsmStats, then
 // code + 1, then 0). Only the first error raised for a message counts
 // (raiseV3Error), except that request processing forces code 0 when the
 // user's security level exceeds the message's.
@@ -21,9 +21,6 @@ constexpr int DECRYPTION_ERROR = 5;       // usmStatsDecryptionErrors
 constexpr unsigned COUNT = 6;
 
 }  // namespace v3err
-
-// usmStats: the report object of code c is this OID + (c + 1) + 0.
-constexpr const char* V3_REPORT_OID = "1.3.6.1.6.3.15.1.1";
 
 // Sets `v3_err` to `code` unless an earlier error is already recorded.
 inline void raiseV3Error(int& v3_err, int code) {

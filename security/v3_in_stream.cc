@@ -58,16 +58,16 @@ namespace {
 
 // Authentication parameters shorter than this never authenticate: the
 // shortest MAC of any protocol (HMAC-MD5-96, HMAC-SHA-96) is 12 octets.
-constexpr unsigned MIN_AUTH_PARAMS = 12;
+constexpr unsigned kMinAuthParams = 12;
 
 // Whether the received authentication parameters are the message's MAC:
-// at least MIN_AUTH_PARAMS octets, at most the full digest, and equal to as
+// at least kMinAuthParams octets, at most the full digest, and equal to as
 // many leading octets of the digest as were received. The comparison takes
 // the same time wherever the first difference lies.
 bool macMatches(std::vector<unsigned char>& message, const V3Info& info,
                 const std::vector<unsigned char>& authKey, unsigned authProtocol) {
   const std::string& got = info.authParams;
-  if (got.size() < MIN_AUTH_PARAMS) return false;
+  if (got.size() < kMinAuthParams) return false;
   std::vector<unsigned char> digest;
   if (!digestMessage(digest, message, authKey, info.authParamsPos,
                      static_cast<unsigned>(got.size()), authProtocol) ||

@@ -18,8 +18,8 @@
 namespace {
 // DES works on 8-byte blocks; the scoped PDU is padded with this byte.
 // AES in CFB mode needs no padding.
-constexpr unsigned DES_BLOCK = 8;
-constexpr char PAD_BYTE = 5;
+constexpr unsigned kDesBlock = 8;
+constexpr char kPadByte = 5;
 }  // namespace
 
 void OutStream::writeV3Info(const V3Info* info) {
@@ -68,7 +68,7 @@ void OutStream::cryptPacket(const V3Info* info,
     cryptMessageAES(aesIv(info->engineBoots, info->engineTime, info->privParams),
                     privKey, plain, cipher, 1);
   } else {
-    plain.append((DES_BLOCK - plain.size() % DES_BLOCK) % DES_BLOCK, PAD_BYTE);
+    plain.append((kDesBlock - plain.size() % kDesBlock) % kDesBlock, kPadByte);
     cryptMessageDES(info->privParams, privKey, plain, cipher, 1);
   }
   data.resize(scopedPduPos);

@@ -11,6 +11,8 @@
 
 #include "security/crypto.h"
 
+const V3ServerInfo* v3Engine = nullptr;
+
 namespace {
 
 // 64 random bits for the AES salt's start: from /dev/urandom, or, where it

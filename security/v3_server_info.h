@@ -16,6 +16,11 @@ struct V3ServerInfo {
   std::string engineId;      // internal form (formatEngineID)
 };
 
+// This engine's SNMPv3 state, owned by the agent service, which points this
+// at its own record. Requests are not checked, and version 3 messages are
+// dropped, while it is null; the community keep derives users' keys for it.
+extern const V3ServerInfo* v3Engine;
+
 // The uptime in seconds used for engine time. Defaults to the system's
 // seconds since boot; point it at the platform clock (or a test clock).
 // Never null.

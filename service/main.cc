@@ -14,14 +14,15 @@
 #include "platform/looper.h"
 #include "platform/paths.h"
 #include "service/plugins.h"
+#include "service/snmp_fields.h"
 #include "service/snmp_looper.h"
 #include "service/trap_makers.h"
 
 namespace {
 
-const unsigned SNMP_SERVICE_ID = 161;
+const unsigned kSnmpServiceId = 161;
 
-const char USAGE[] =
+const char kUsage[] =
     "usage: tarn-snmpd\n"
     "The router's SNMP agent (service 161 on the platform bus). It takes no\n"
     "options: settings and communities are set over the bus (tarnctl snmp)\n"
@@ -32,25 +33,32 @@ const char USAGE[] =
 // Tells the platform's process manager that the agent is up.
 void announceStart() {
   tarn::message m;
-  m.insert_vector(tarn::u32_array_id(tarn::kFieldDst), 1);
-  m.insert(tarn::u32_id(5), 34u);
-  loop->sendCmd(m, 3);
+  m.insert_vector(tarn::u32_array_id(tarn::kFieldDst), snmpf::PROCESS_MANAGER);
+  m.insert(snmpf::STARTED_PROGRAM, snmpf::AGENT_PROGRAM);
+  loop->sendCmd(m, snmpf::CMD_STARTED);
+}
+
+// sysContact and sysLocation: the agent's own settings.
+void readAgentIdent(std::string* contact, std::string* location) {
+  const tarn::message config = loop->getConfig();
+  *contact = config.get(snmpf::CONTACT, std::string());
+  *location = config.get(snmpf::LOCATION, std::string());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc > 1 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
-    fputs(USAGE, stdout);
+    fputs(kUsage, stdout);
     return 0;
   }
-  tarn::setDefaultServiceId(SNMP_SERVICE_ID);
+  tarn::setDefaultServiceId(kSnmpServiceId);
   diag::err("loop = new SnmpLooper();");
   srand(static_cast<unsigned>(time(nullptr)));
   loop = new SnmpLooper();
   diag::err("loop->init();");
   loop->init();
-  buildSystemModule();
+  buildSystemModule(readAgentIdent);
   buildIpModule();
   buildBridgeModule();
   buildInterfacesModule();

@@ -9,7 +9,7 @@
 
 namespace {
 
-const size_t MAX_DIR_LENGTH = 128;
+const size_t kMaxDirLength = 128;
 
 bool isPluginName(const std::string& name) {
   return name.size() >= 4 && name.compare(name.size() - 3, 3, ".so") == 0;
@@ -36,7 +36,7 @@ void openPlugin(const std::string& path) {
 }  // namespace
 
 void loadPlugins(const std::string& dir) {
-  if (dir.size() > MAX_DIR_LENGTH) {
+  if (dir.size() > kMaxDirLength) {
     diag::err(
         "Refusing to search for snmp plugins in following directory, because "
         "it's path is longer than 128 characters (recursive symlink?):\n" +

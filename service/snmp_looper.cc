@@ -20,9 +20,9 @@
 
 #include "codec/buffer.h"
 #include "codec/diag.h"
-#include "data/scribers.h"
 #include "engine/context.h"
 #include "engine/request.h"
+#include "engine/scribers.h"
 #include "platform/clock.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
@@ -36,11 +36,14 @@ SnmpLooper* loop = nullptr;
 
 namespace {
 
-const char* const STORE_PATH = "/tarn/store/snmpd";
-const unsigned SETTINGS_ID = 0;
-const unsigned LEAVE_WHEN_IDLE_MS = 1000;
-const unsigned EVENT_POLICY = 128;
-const unsigned GENERATORS_POLICY = 704;
+const char* const kStorePath = "/tarn/store/snmpd";
+const unsigned kSettingsId = 0;
+// notifyChange's id for a change of the settings themselves, not of a
+// listed object.
+const unsigned kWholeSettings = 0xFFFFFFFF;
+const unsigned kLeaveWhenIdleMs = 1000;
+const unsigned kEventPolicy = 128;
+const unsigned kGeneratorsPolicy = 704;
 static_assert(snmpf::ENGINE_ID_MAX_TEXT + ENGINE_ID_PREFIX_LEN == ENGINE_ID_MAX_LEN,
               "the engine ID text limit follows from the wire limit");
 
@@ -79,15 +82,7 @@ std::vector<unsigned> restartSubscribers(const std::vector<unsigned>& wanted) {
 
 SnmpLooper::SnmpLooper()
     : tarn::Looper(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
-      store(STORE_PATH, 5) {
-  trapCommunityName = "mallow";
-  engine.timeWindow = 15;
-  trapCommunityId = snmpf::NO_COMMUNITY;
-  trapVersion = 0;
-  trapTarget = 0;
-  sock = 0;
-  open = false;
-  enabled = false;
+      store(kStorePath, 5) {
   diag::err("communityKeep = new CommunityKeep;");
   communityKeep = new CommunityKeep;
   diag::err("communityKeep->init();");
@@ -117,9 +112,9 @@ SnmpLooper::~SnmpLooper() {
 }
 
 void SnmpLooper::init() {
-  add_policy(snmpf::CMD_EVENT, EVENT_POLICY);
-  add_policy(snmpf::CMD_GENERATORS, GENERATORS_POLICY);
-  tarn::Store::const_iterator stored = store.find(SETTINGS_ID);
+  add_policy(snmpf::CMD_EVENT, kEventPolicy);
+  add_policy(snmpf::CMD_GENERATORS, kGeneratorsPolicy);
+  tarn::Store::const_iterator stored = store.find(kSettingsId);
   if (stored != store.end()) {
     const tarn::message& s = stored->second;
     trapCommunityName = s.get(snmpf::TRAP_COMMUNITY, std::string());
@@ -139,12 +134,12 @@ void SnmpLooper::init() {
     replyOptions.bulk = s.get(snmpf::BULK, false);
     replyOptions.exceptions = s.get(snmpf::EXCEPTIONS, false);
     // The new boots count is on disk before the first request is served.
-    store.set(SETTINGS_ID, getConfig());
+    store.set(kSettingsId, getConfig());
   }
   if (enabled) {
     enable();
   } else {
-    setupLeave(LEAVE_WHEN_IDLE_MS);
+    setupLeave(kLeaveWhenIdleMs);
   }
 }
 
@@ -199,8 +194,8 @@ tarn::message SnmpLooper::cmdSet(const tarn::message& req) {
   trapTarget = req.get(snmpf::TRAP_TARGET, trapTarget);
   trapCommunityId = req.get(snmpf::TRAP_COMMUNITY_ID, trapCommunityId);
   trapVersion = req.get(snmpf::TRAP_VERSION, trapVersion);
-  // An empty list is a present field too: it stops every event source.
-  if (req.find(snmpf::TRAP_GENERATORS.id) != nullptr) {
+  // An empty list counts as absent, as at start-up: it changes nothing.
+  if (req.has(snmpf::TRAP_GENERATORS)) {
     trapGenerators = restartSubscribers(req.get(snmpf::TRAP_GENERATORS));
   }
   if (req.has(snmpf::BOOTS)) {
@@ -221,8 +216,8 @@ tarn::message SnmpLooper::cmdSet(const tarn::message& req) {
     }
   }
   sendUndo(req, undo, "changed snmp settings");
-  notifyChange(0xFFFFFFFF, req);
-  store.set(SETTINGS_ID, getConfig());
+  notifyChange(kWholeSettings, req);
+  store.set(kSettingsId, getConfig());
   return tarn::message();
 }
 
@@ -257,7 +252,7 @@ void SnmpLooper::disable() {
   close(sock);
   sock = 0;
   open = false;
-  setupLeave(LEAVE_WHEN_IDLE_MS);
+  setupLeave(kLeaveWhenIdleMs);
 }
 
 // One datagram in, one reply out, from the local address it came to: the
@@ -270,7 +265,7 @@ void SnmpLooper::receive(int fd, unsigned) {
     unsigned char bytes[CMSG_SPACE(sizeof(in_pktinfo))];
   } control;
   sockaddr_in sender;
-  iovec iov = {c_buf, C_BUF_SIZE};
+  iovec iov = {c_buf, kBufferSize};
   msghdr hdr = {};
   hdr.msg_name = &sender;
   hdr.msg_namelen = sizeof sender;
@@ -295,7 +290,7 @@ void SnmpLooper::startSubscribers() {
 
 void SnmpLooper::startup() {
   if (std::find(trapGenerators.begin(), trapGenerators.end(),
-                START_TRAP_GENERATOR) == trapGenerators.end()) {
+                snmpf::START_TRAP_GENERATOR) == trapGenerators.end()) {
     return;
   }
   trapMakers.push_back(startupTrapMaker);

@@ -17,6 +17,7 @@
 #include "platform/looper.h"
 #include "platform/store.h"
 #include "security/v3_server_info.h"
+#include "service/snmp_fields.h"
 
 class SnmpLooper : public tarn::Looper {
  public:
@@ -48,11 +49,11 @@ class SnmpLooper : public tarn::Looper {
   int sock = 0;
   bool open = false;
   V3ServerInfo engine;
-  std::string trapCommunityName;
+  std::string trapCommunityName = "mallow";
   std::string contact;
   std::string location;
   unsigned startTicks = 0;
-  unsigned trapCommunityId = 0xFFFFFFFF;
+  unsigned trapCommunityId = snmpf::NO_COMMUNITY;
   unsigned trapVersion = 0;
   unsigned trapTarget = 0;  // IPv4, network order
   std::vector<unsigned> trapGenerators;
@@ -60,8 +61,5 @@ class SnmpLooper : public tarn::Looper {
 };
 
 extern SnmpLooper* loop;
-
-// The start trap's generator id in the trap-generator setting.
-constexpr unsigned START_TRAP_GENERATOR = 0xABC0001;
 
 #endif

@@ -1,25 +1,13 @@
-// Trap makers: functions that turn an event message into a trap.
-//
-// A maker fills the bindings, the trap OID and the SNMPv1 generic and
-// specific codes from the event and returns true if it handled the event.
-// `trapMakers` is consulted in order; the first maker that returns true
-// wins. Plug-ins append their own makers in their autorun; the built-in
-// vendor maker is appended after the plug-ins are loaded.
+// The agent service's own trap makers (see engine/trap_makers.h): the
+// start trap and the vendor event. The service puts the start maker in
+// `trapMakers` for its start trap; the daemon appends the vendor maker
+// after the plug-ins are loaded.
 #ifndef SERVICE_TRAP_MAKERS_H
 #define SERVICE_TRAP_MAKERS_H
 
-#include <map>
 #include <vector>
 
-#include "codec/oid.h"
-#include "codec/out_stream.h"
-#include "platform/message.h"
-
-typedef bool (*TrapMaker)(std::vector<VariableBinding>& bindings,
-                          const tarn::message& event, OID& trapOid,
-                          int& genericTrap, int& specificTrap);
-
-extern std::vector<TrapMaker> trapMakers;
+#include "engine/trap_makers.h"
 
 // warmStart, generic 1, no bindings; always handles.
 bool startupTrapMaker(std::vector<VariableBinding>&, const tarn::message&,
@@ -28,13 +16,5 @@ bool startupTrapMaker(std::vector<VariableBinding>&, const tarn::message&,
 // specific 1, with the one optional binding of fields 1001-1003.
 bool zarrowTrapMaker(std::vector<VariableBinding>&, const tarn::message&,
                      OID&, int&, int&);
-// linkUp / linkDown from the interface service's link-change events; added
-// and removed by the "interfaces" event source.
-bool linkTrapMaker(std::vector<VariableBinding>&, const tarn::message&,
-                   OID&, int&, int&);
-
-// The last seen state bits per interface id, shared by the interfaces
-// module's start-up snapshot and linkTrapMaker.
-extern std::map<unsigned, unsigned> linkStates;
 
 #endif

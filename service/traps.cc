@@ -16,12 +16,13 @@
 
 #include "codec/diag.h"
 #include "codec/wire.h"
-#include "data/scribers.h"
 #include "engine/context.h"
+#include "engine/scribers.h"
 #include "platform/clock.h"
 #include "platform/codes.h"
 #include "security/community_keep.h"
 #include "security/crypto.h"
+#include "security/v3_flags.h"
 #include "service/ports.h"
 #include "service/snmp_fields.h"
 #include "service/snmp_looper.h"
@@ -29,10 +30,10 @@
 
 namespace {
 
-const OID SYS_UPTIME_0{1, 3, 6, 1, 2, 1, 1, 3, 0};
-const OID SNMP_TRAP_OID_0{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
-const int USM = 3;
-const int ENTERPRISE_SPECIFIC = 6;
+const OID kSysUpTime0{1, 3, 6, 1, 2, 1, 1, 3, 0};
+const OID kSnmpTrapOid0{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
+const int kUsm = 3;
+const int kEnterpriseSpecific = 6;
 
 std::string withError(const char* text) {
   return std::string(text) + strerror(errno);
@@ -53,10 +54,10 @@ V3Info trapHeader(const CommunityKeep::Item& user, const V3ServerInfo& engine) {
   info.msgId = std::rand();
   info.maxSize = static_cast<int>(wire::MAX_MESSAGE);
   char flags = 0;
-  if (user.security > 0) flags |= 1;
-  if (user.security == 2) flags |= 2;
+  if (user.security > 0) flags |= v3flags::AUTH;
+  if (user.security == 2) flags |= v3flags::PRIV;
   info.flags.assign(1, flags);
-  info.securityModel = USM;
+  info.securityModel = kUsm;
   if (user.security > 0) info.authParams.assign(macLength(user.authProtocol), '\0');
   if (user.security == 2) info.privParams = makeSalt(user.privProtocol, engine.engineBoots);
   info.engineId = engine.engineId;
@@ -129,16 +130,16 @@ bool createTrap(Context& ctx, const tarn::message& event, unsigned agentAddress)
   out.startSeq(wire::SEQUENCE);
   if (version != 0) {
     out.startSeq(wire::SEQUENCE);
-    out.addOID(SYS_UPTIME_0, wire::OBJECT_ID);
+    out.addOID(kSysUpTime0, wire::OBJECT_ID);
     out.add(ticks, wire::TIMETICKS);
     out.endSeq();
     OID name = trapOid;
-    if (generic == ENTERPRISE_SPECIFIC) {
+    if (generic == kEnterpriseSpecific) {
       name += 0;
       name += static_cast<unsigned>(specific);
     }
     out.startSeq(wire::SEQUENCE);
-    out.addOID(SNMP_TRAP_OID_0, wire::OBJECT_ID);
+    out.addOID(kSnmpTrapOid0, wire::OBJECT_ID);
     out.addOID(name, wire::OBJECT_ID);
     out.endSeq();
   }
@@ -196,7 +197,7 @@ tarn::message SnmpLooper::cmdUnknown(const tarn::message& msg, unsigned cmd) {
   if (cmd == snmpf::CMD_GENERATORS) {
     std::vector<tarn::message::flat_message>& list =
         reply[tarn::message_array_id(tarn::kFieldObjList)];
-    list.push_back(generator(START_TRAP_GENERATOR, "start-trap"));
+    list.push_back(generator(snmpf::START_TRAP_GENERATOR, "start-trap"));
     for (unsigned i = 0; i < scribers.size(); ++i) {
       list.push_back(generator(i, scribers[i].name));
     }

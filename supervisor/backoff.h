@@ -1,8 +1,8 @@
 // Restart pacing for supervised processes, and the text that describes how
 // a process ended. Pure functions of their inputs, so they are testable
 // without processes.
-#ifndef SUPERVISOR_BACKOFF_H_
-#define SUPERVISOR_BACKOFF_H_
+#ifndef SUPERVISOR_BACKOFF_H
+#define SUPERVISOR_BACKOFF_H
 
 #include <cstdint>
 #include <string>
@@ -37,4 +37,4 @@ std::string seconds(unsigned ms);
 
 }  // namespace supervisor
 
-#endif  // SUPERVISOR_BACKOFF_H_
+#endif  // SUPERVISOR_BACKOFF_H

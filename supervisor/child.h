@@ -8,8 +8,8 @@
 // process group of its own (so a terminal's Ctrl-C reaches only the
 // supervisor, which stops the children in order) and gets SIGTERM should
 // the supervisor die first.
-#ifndef SUPERVISOR_CHILD_H_
-#define SUPERVISOR_CHILD_H_
+#ifndef SUPERVISOR_CHILD_H
+#define SUPERVISOR_CHILD_H
 
 #include <sys/types.h>
 
@@ -65,4 +65,4 @@ class Child {
 
 }  // namespace supervisor
 
-#endif  // SUPERVISOR_CHILD_H_
+#endif  // SUPERVISOR_CHILD_H

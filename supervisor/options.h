@@ -2,8 +2,8 @@
 // none of their own (the agent is configured over the bus); the supervisor
 // is where an operator says which root to use, where the programs are and
 // what the router services should serve.
-#ifndef SUPERVISOR_OPTIONS_H_
-#define SUPERVISOR_OPTIONS_H_
+#ifndef SUPERVISOR_OPTIONS_H
+#define SUPERVISOR_OPTIONS_H
 
 #include <string>
 #include <vector>
@@ -27,4 +27,4 @@ extern const char kUsage[];
 
 }  // namespace supervisor
 
-#endif  // SUPERVISOR_OPTIONS_H_
+#endif  // SUPERVISOR_OPTIONS_H

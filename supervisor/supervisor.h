@@ -12,8 +12,8 @@
 //
 // Single-threaded: one poll loop (the platform's ThinRunner) over a
 // signalfd (SIGCHLD, SIGTERM, SIGINT, SIGHUP) and the agent's socket.
-#ifndef SUPERVISOR_SUPERVISOR_H_
-#define SUPERVISOR_SUPERVISOR_H_
+#ifndef SUPERVISOR_SUPERVISOR_H
+#define SUPERVISOR_SUPERVISOR_H
 
 #include <memory>
 #include <string>
@@ -75,4 +75,4 @@ class Supervisor {
 
 }  // namespace supervisor
 
-#endif  // SUPERVISOR_SUPERVISOR_H_
+#endif  // SUPERVISOR_SUPERVISOR_H

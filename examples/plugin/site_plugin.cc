@@ -21,23 +21,11 @@
 #include <string>
 #include <vector>
 
-#include "codec/oid.h"
-#include "codec/out_stream.h"
-#include "codec/wire.h"
-#include "data/data.h"
-#include "data/data_packers.h"
-#include "data/data_provider.h"
-#include "data/single_provider.h"
-#include "engine/registry.h"
-#include "platform/codes.h"
-#include "platform/errors.h"
-#include "platform/message.h"
-#include "service/snmp_looper.h"
-#include "service/trap_makers.h"
+#include "engine/plugin_api.h"
 
 namespace {
 
-const OID SITE{1, 3, 6, 1, 4, 1, 40117, 250};
+const OID kSite{1, 3, 6, 1, 4, 1, 40117, 250};
 
 // The records that the packers read: one class per provider, derived from
 // Data, with plain fields.
@@ -58,9 +46,9 @@ class RouteCountProvider : public SingleProvider {
     tarn::message request;
     request.insert_vector(tarn::u32_array_id(tarn::kFieldDst), 44, 1);
     request.insert(tarn::u32_id(tarn::kFieldCmd), unsigned{tarn::kCmdGetCount});
-    // Blocks the agent until the answer, 6 s at most; null: no answer,
-    // and the request is answered noSuchName.
-    const tarn::message reply = loop->exchangeMessage(request, 6000);
+    // Blocks the agent until the answer, kExchangeTimeoutMs at most; null:
+    // no answer, and the request is answered noSuchName.
+    const tarn::message reply = exchange(request);
     if (tarn::isError(reply, nullptr, nullptr)) return nullptr;
     Routes* routes = new Routes;
     routes->count = static_cast<int>(reply.get(tarn::u32_id(tarn::kFieldCount), 0u));
@@ -87,15 +75,15 @@ class NoteProvider : public DataProvider {
 bool siteAlarmTrap(std::vector<VariableBinding>& bindings, const tarn::message& event,
                    OID& trapOid, int& genericTrap, int& specificTrap) {
   if (event.get(tarn::u32_id(tarn::kFieldCmd), 0u) != 1) return false;
-  const tarn::string_id ALARM(2001);
-  if (!event.has(ALARM)) return false;
-  trapOid = SITE;
+  const tarn::string_id alarm(2001);
+  if (!event.has(alarm)) return false;
+  trapOid = kSite;
   genericTrap = 6;  // enterprise-specific: snmpTrapOID is .250.0.1
   specificTrap = 1;
   VariableBinding text;
-  text.oid = SITE + 4 + 0;
+  text.oid = kSite + 4 + 0;
   text.type = wire::OCTET_STRING;
-  text.value = event.get(ALARM, std::string());
+  text.value = event.get(alarm, std::string());
   bindings.push_back(text);
   return true;
 }
@@ -106,17 +94,17 @@ extern "C" void autorun() {
   // A constant: the leaf owns a packer that always gives the same value.
   // Scalars are registered without their instance arc; the agent serves
   // them at .0.
-  addScalarConstStringLeaf(SITE + 1, "example site", wire::OCTET_STRING);
+  addScalarConstStringLeaf(kSite + 1, "example site", wire::OCTET_STRING);
 
   // A value from another service: the packer picks the field out of the
   // provider's record and encodes it with the given type.
-  addScalarLeaf(SITE + 2, new DataNumPacker(field(&Routes::count), wire::GAUGE32),
+  addScalarLeaf(kSite + 2, new DataNumPacker(field(&Routes::count), wire::GAUGE32),
                 new RouteCountProvider);
 
   // A writable string. The third argument of a string packer is its
   // length as a table index, 0 for scalars. Write access is granted per
   // community (tarnctl snmp community add NAME read=yes write=yes).
-  addScalarLeaf(SITE + 3, new DataStringPacker(field(&Notes::note), wire::OCTET_STRING, 0),
+  addScalarLeaf(kSite + 3, new DataStringPacker(field(&Notes::note), wire::OCTET_STRING, 0),
                 new NoteProvider);
 
   trapMakers.push_back(siteAlarmTrap);

@@ -103,16 +103,22 @@ TEST(InStream, SequencesSkipUnreadContentAndStopAtTheirEnd) {
   diag::Capture cap;
   int v = 0;
   EXPECT_EQ(in.enterSeq(), 6);
-  EXPECT_TRUE(in.getInt(&v) && !in.isSeqEnd());
+  EXPECT_TRUE(in.getInt(&v));
+  EXPECT_FALSE(in.isSeqEnd());
   in.exitSeq();  // skips the unread 02 01 06
-  EXPECT_TRUE(in.getInt(&v) && v == 7 && in.isSeqEnd() && in.getType() == -1);
+  EXPECT_TRUE(in.getInt(&v));
+  EXPECT_EQ(v, 7);
+  EXPECT_TRUE(in.isSeqEnd());
+  EXPECT_EQ(in.getType(), -1);
   EXPECT_EQ(cap.out(), "");
   in.exitSeq();
   EXPECT_EQ(in.position(), 11u);
   EXPECT_EQ(cap.out(), "SNMP InStream: exitSeq when seqEndp is empty!\n");
   in.reset();
   EXPECT_EQ(in.enterSeq(), 6);
-  EXPECT_TRUE(in.getInt(&v) && in.getInt(&v) && in.isSeqEnd());  // data remains
+  EXPECT_TRUE(in.getInt(&v));
+  EXPECT_TRUE(in.getInt(&v));
+  EXPECT_TRUE(in.isSeqEnd());  // data remains
   // The version is read once and cached, also when reading it failed.
   for (const char* msg : {"30 06 02 01 03 02 01 07", "30 03 04"}) {
     std::vector<unsigned char> m = unhex(msg);

@@ -26,7 +26,7 @@ TEST(Oid, ParsesTextAndPrintsBothForms) {
     EXPECT_EQ(OID(c.text).str(), c.str) << c.text;
     EXPECT_EQ(os.str(), c.streamed) << c.text;
   }
-  EXPECT_EQ(ZERO_OID, OID({0}));
+  EXPECT_EQ(kZeroOid, OID({0}));
 }
 
 TEST(Oid, OrdersByUnsignedArcWithPrefixFirst) {
@@ -98,7 +98,8 @@ TEST(Oid, PopsIndexComponentsFromTheFront) {
 
 TEST(Oid, TurnsPoppedArcsIntoValues) {
   unsigned u = 7;
-  EXPECT_FALSE(OID("1.2").asUnsigned(&u) || OID("10.0.0.256").asIP(&u));
+  EXPECT_FALSE(OID("1.2").asUnsigned(&u));
+  EXPECT_FALSE(OID("10.0.0.256").asIP(&u));
   EXPECT_TRUE(OID("1.2.3.4").asIP(&u));
   EXPECT_EQ(u, 0x04030201u);  // first arc in the low byte
 

@@ -38,7 +38,8 @@ TEST(OutStream, IntegersTakeFewestOctetsAndReadBack) {
     EXPECT_EQ(hex(out.data), c.bytes) << c.v;
     InStream in(out.data.data(), static_cast<unsigned>(out.data.size()));
     int back = 0;
-    EXPECT_TRUE(in.getInt(&back) && back == static_cast<int>(c.v)) << c.v;
+    EXPECT_TRUE(in.getInt(&back)) << c.v;
+    EXPECT_EQ(back, static_cast<int>(c.v));
   }
 }
 

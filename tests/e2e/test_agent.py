@@ -280,6 +280,13 @@ def test_engine_id_longer_than_the_wire_allows_is_refused(world):
     assert snmp("snmpget", *V3["sha224user"], "127.0.0.1", BASE + ".2.0")[0] == 0
 
 
+def test_empty_generator_list_changes_nothing(world):
+    before = world.tarnctl("show")
+    out = world.tarnctl("set", "trap-generators=", status=2)
+    assert out.startswith("tarnctl snmp: trap-generators: an empty list changes nothing;"), out
+    assert world.tarnctl("show") == before
+
+
 @pytest.mark.parametrize("version,community,seen", [
     ("v1", "0", r"SNMP v1, community mallow\|\.1\.3\.6\.1\.6\.3\.1\.1\.5\.2\|1\|0\|$"),
     ("v2c", "0", r"SNMP v2c, community mallow\|.*OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.2$"),

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "codec/diag.h"
 #include "codec/wire.h"
 #include "data/data_packers.h"
@@ -135,6 +137,38 @@ TEST_F(SmallMib, SetHandlerGathersCutArcsInFront) {
     EXPECT_EQ(snmpSet(ctx), c.status) << c.name;
     EXPECT_EQ(ctx.setSuffix, c.after) << c.name;
   }
+}
+
+// A plug-in's own table, keyed by the first index arc only, so that it
+// finds its row whatever the SET handler leaves in front of the name.
+class FirstArcTable : public Table {
+ public:
+  Data* get(const OID& index) override { return index.empty() ? nullptr : rows[index[0]]; }
+  Row getNext(const OID&) override { return Row(OID(), nullptr); }
+  bool set(const OID&, Data*) override { return true; }
+  unsigned count() override { return static_cast<unsigned>(rows.size()); }
+  std::map<unsigned, Data*> rows;
+};
+
+// Two column bindings of one SET, each answered under its own name.
+TEST_F(SmallMib, SetOfTwoColumnsAnswersEachUnderItsName) {
+  const OID kColumnA{1, 3, 6, 1, 4, 1, 99, 1, 2}, kColumnB{1, 3, 6, 1, 4, 1, 99, 1, 3};
+  Script row(4, "x");
+  FirstArcTable plugin;
+  plugin.rows[4] = &row;
+  addColumnarLeaf(kColumnA, new DataStringPacker(field(&Script::name), OCTET_STRING, 0), &plugin);
+  addColumnarLeaf(kColumnB, new DataNumPacker(field(&Script::run), INTEGER), &plugin);
+  std::vector<unsigned char> in = unhex("04 01 79 02 01 01");
+  Context ctx(in.data(), static_cast<unsigned>(in.size()));
+  diag::Capture capture;
+  ctx.oid = kColumnA + 4;
+  EXPECT_EQ(snmpSet(ctx), NO_ERROR);
+  ctx.oid = kColumnB + 4;
+  EXPECT_EQ(snmpSet(ctx), NO_ERROR);
+  EXPECT_EQ(hex(ctx.out.data), "06 09 2b 06 01 04 01 63 01 02 04 04 01 79 "
+                               "06 09 2b 06 01 04 01 63 01 03 04 02 01 01");
+  EXPECT_EQ(row.name, "y");
+  EXPECT_EQ(row.run, 1);
 }
 
 }  // namespace

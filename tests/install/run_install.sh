@@ -25,14 +25,17 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 for f in bin/tarn-snmpd bin/tarn-routerd bin/tarn-supervisor bin/tarnctl; do
   [ -x "$prefix/$f" ] || fail "$f not installed"
 done
-for f in include/tarn-snmp/engine/registry.h include/tarn-snmp/data/single_provider.h \
-         include/tarn-snmp/service/snmp_looper.h include/tarn-snmp/platform/message.h \
-         include/tarn-snmp/security/v3_server_info.h include/tarn-snmp/codec/wire.h \
+for f in include/tarn-snmp/engine/plugin_api.h include/tarn-snmp/data/exchange.h \
+         include/tarn-snmp/platform/message.h include/tarn-snmp/codec/wire.h \
          share/tarn/mibs/TARN-ROUTER-MIB.txt share/tarn/mibs/SNMPv2-SMI.txt \
          share/tarn/models/small-router.json \
          share/tarn/examples/plugin/site_plugin.cc lib/tmpfiles.d/tarn.conf \
          lib/systemd/system/tarn-snmpd.socket; do
   [ -f "$prefix/$f" ] || fail "$f not installed"
+done
+# Plug-ins see the plug-in interface only, not the agent's inner layers.
+for d in security service mib; do
+  [ ! -e "$prefix/include/tarn-snmp/$d" ] || fail "include/tarn-snmp/$d installed"
 done
 for unit in "tarn-snmpd" "tarn-routerd --host"; do
   grep -qx "ExecStart=$prefix/bin/$unit" "$prefix/lib/systemd/system/${unit%% *}.service" ||

@@ -1,7 +1,7 @@
 // Test helper: plain sockets speaking the bus's frames, to play a peer that
 // misbehaves or to check exactly what goes over the wire.
-#ifndef TESTS_PLATFORM_RAW_BUS_H_
-#define TESTS_PLATFORM_RAW_BUS_H_
+#ifndef TESTS_PLATFORM_RAW_BUS_H
+#define TESTS_PLATFORM_RAW_BUS_H
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -76,4 +76,4 @@ inline bool readFrame(int fd, message* m, int ms) {
 
 }  // namespace tarn_test
 
-#endif  // TESTS_PLATFORM_RAW_BUS_H_
+#endif  // TESTS_PLATFORM_RAW_BUS_H

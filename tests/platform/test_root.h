@@ -1,7 +1,7 @@
 // Test helper: a fresh temporary TARN_ROOT for one test, removed after it,
 // with TARN_SERVICE_ID unset so every looper takes the id its test gives.
-#ifndef TESTS_PLATFORM_TEST_ROOT_H_
-#define TESTS_PLATFORM_TEST_ROOT_H_
+#ifndef TESTS_PLATFORM_TEST_ROOT_H
+#define TESTS_PLATFORM_TEST_ROOT_H
 
 #include <ftw.h>
 #include <stdlib.h>
@@ -32,4 +32,4 @@ class TempRoot {
 
 }  // namespace tarn_test
 
-#endif  // TESTS_PLATFORM_TEST_ROOT_H_
+#endif  // TESTS_PLATFORM_TEST_ROOT_H

@@ -71,8 +71,11 @@ TEST(CommunityKeep, DefaultCommunityAndAddressChecks) {
   keep.init();
   ASSERT_EQ(keep.items().size(), 1u);
   const CommunityKeep::Item* mallow = keep.items()[0];
-  EXPECT_TRUE(mallow->id == 0 && mallow->name == "mallow" && mallow->readAccess &&
-              !mallow->writeAccess && mallow->security == 0);
+  EXPECT_EQ(mallow->id, 0u);
+  EXPECT_EQ(mallow->name, "mallow");
+  EXPECT_TRUE(mallow->readAccess);
+  EXPECT_FALSE(mallow->writeAccess);
+  EXPECT_EQ(mallow->security, 0u);
   message host = community("host"), net = community("net");
   host.insert(be32_id(8), htonl(0x0A000005));
   host.insert(be32_id(9), htonl(0xFFFFFFFF));

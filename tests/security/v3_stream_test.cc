@@ -90,9 +90,11 @@ class V3Stream : public ::testing::Test {
     OID oid;
     std::string value;
     EXPECT_EQ(in.getType(), 0xA0);
-    EXPECT_TRUE(in.enterSeq() >= 0 && in.getInt(&skip) && in.getInt(&skip) &&
-                in.getInt(&skip) && in.enterSeq() >= 0 && in.enterSeq() >= 0 &&
-                in.getOID(&oid));
+    EXPECT_GE(in.enterSeq(), 0);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(in.getInt(&skip)) << "PDU integer " << i;
+    EXPECT_GE(in.enterSeq(), 0);
+    EXPECT_GE(in.enterSeq(), 0);
+    EXPECT_TRUE(in.getOID(&oid));
     EXPECT_EQ(oid, OID(name));
     if (in.getType() == 0x04) {
       EXPECT_TRUE(in.getString(&value));
@@ -129,15 +131,19 @@ TEST_F(V3Stream, RoundTripEverySizeAndLevel) {
           EXPECT_EQ(err, v3err::NONE);
           EXPECT_EQ(in.securityLevel, level);
           const V3Info& got = *in.v3Info();
-          EXPECT_TRUE(got.msgId == 77 && got.userName == "alice" && got.engineBoots == 7 &&
-                      got.engineTime == 5000 && got.contextEngineId == server.engineId);
+          EXPECT_EQ(got.msgId, 77);
+          EXPECT_EQ(got.userName, "alice");
+          EXPECT_EQ(got.engineBoots, 7);
+          EXPECT_EQ(got.engineTime, 5000);
+          EXPECT_EQ(got.contextEngineId, server.engineId);
           EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), std::string(valueLen, 'x'));
           if (level < 2) continue;
           // DES pads with 5s to whole blocks; AES does not pad.
           const Bytes pad(in.data.begin() + in.position(), in.data.end());
           ASSERT_EQ(got.privParams.size(), 8u);
           if (priv == PRIV_DES) {
-            EXPECT_TRUE(pad.size() < 8 && pad == Bytes(pad.size(), 5));
+            EXPECT_LT(pad.size(), 8u);
+            EXPECT_EQ(pad, Bytes(pad.size(), 5));
             EXPECT_EQ(got.privParams.substr(0, 4), std::string("\0\0\0\7", 4));
           } else {
             EXPECT_TRUE(pad.empty());
@@ -215,8 +221,11 @@ TEST_F(V3Stream, SecurityFailures) {
       // for the report.
       int id = -1, skip;
       EXPECT_EQ(in.getType(), 0xA0);
-      EXPECT_TRUE(in.enterSeq() >= 0 && in.getInt(&id) && in.getInt(&skip) &&
-                  in.getInt(&skip) && in.enterSeq() == 0);
+      EXPECT_GE(in.enterSeq(), 0);
+      EXPECT_TRUE(in.getInt(&id));
+      EXPECT_TRUE(in.getInt(&skip));
+      EXPECT_TRUE(in.getInt(&skip));
+      EXPECT_EQ(in.enterSeq(), 0);
       EXPECT_EQ(id, 0);
     } else {
       EXPECT_EQ(readPdu(in, "1.3.6.1.2.1.1.1.0"), "xxxxxxxxxx");

@@ -11,7 +11,8 @@
 #include <unistd.h>
 
 #include "codec/diag.h"
-#include "data/scribers.h"
+#include "engine/scribers.h"
+#include "mib/interfaces.h"
 #include "service/snmp_looper.h"
 #include "service/trap_makers.h"
 #include "tests/platform/test_root.h"

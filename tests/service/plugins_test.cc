@@ -91,7 +91,8 @@ TEST_F(Plugins, DanglingLinkStopsItsDirectory) {
     while (const dirent* e = readdir(d)) if (e->d_name[0] != '.') order.push_back(e->d_name);
     closedir(d);
   }
-  ASSERT_TRUE(order.front() != "broken.so" && order.back() != "broken.so");
+  ASSERT_NE(order.front(), "broken.so");
+  ASSERT_NE(order.back(), "broken.so");
   const std::set<std::string> lines = load(top);
   bool afterBroken = false;
   for (const std::string& name : order) {

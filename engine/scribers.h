@@ -6,8 +6,8 @@
 // `scribers` is its id in the agent's trap-generator setting; entries are
 // appended at start-up by the MIB modules and plug-ins, in registration
 // order, and never removed.
-#ifndef DATA_SCRIBERS_H
-#define DATA_SCRIBERS_H
+#ifndef ENGINE_SCRIBERS_H
+#define ENGINE_SCRIBERS_H
 
 #include <string>
 #include <vector>
