@@ -10,9 +10,11 @@
 #include <iostream>
 
 #include "busclient/fields.h"
+#include "busclient/udp_port.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
+#include "service/ports.h"
 #include "service/snmp_fields.h"
 
 namespace tarnctl {
@@ -283,6 +285,10 @@ int show(const Options& opts) {
   if (opts.json) return exchangeAndPrint(opts, {AGENT}, tarn::kCmdGet, m);
   if (exchange(opts, 0, tarn::kCmdGet, m, &reply)) return kExitErrorReply;
   printFields(SETTINGS, countOf(SETTINGS), reply);
+  // Not a setting: whether the agent holds its UDP port, seen from here.
+  std::cout << "socket: "
+            << socketLine(reply.get(tarn::bool_id(1), false), servicePort("TARN_SNMP_PORT", SNMP_PORT))
+            << "\n";
   return kExitOk;
 }
 
