@@ -48,7 +48,8 @@ std::string readFile(const std::string& path) {
 std::string firstLine(const std::string& path) {
   std::string text = readFile(path);
   text = text.substr(0, text.find('\n'));
-  size_t end = text.find_last_not_of(std::string(" \t\r\0", 5));
+  static const char kTrailing[] = {' ', '\t', '\r', '\0'};
+  size_t end = text.find_last_not_of(kTrailing, std::string::npos, sizeof kTrailing);
   return end == std::string::npos ? std::string() : text.substr(0, end + 1);
 }
 
