@@ -10,10 +10,12 @@
 #include <iostream>
 
 #include "busclient/fields.h"
+#include "busclient/udp_port.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
 #include "security/community_fields.h"
+#include "service/ports.h"
 #include "service/snmp_fields.h"
 
 namespace tarnctl {
@@ -294,6 +296,10 @@ int show(const Options& opts) {
   if (opts.json) return exchangeAndPrint(opts, {kAgent}, tarn::kCmdGet, m);
   if (exchange(opts, 0, tarn::kCmdGet, m, &reply)) return kExitErrorReply;
   printFields(kSettings, countOf(kSettings), reply);
+  // Not a setting: whether the agent holds its UDP port, seen from here.
+  std::cout << "socket: "
+            << socketLine(reply.get(snmpf::ENABLED, false), servicePort("TARN_SNMP_PORT", SNMP_PORT))
+            << "\n";
   return kExitOk;
 }
 

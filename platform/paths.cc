@@ -7,12 +7,39 @@
 
 namespace tarn {
 
+namespace {
+
+// The system layout: where the platform's own directories are on the
+// host's root. Run-time files (the bus sockets) go where the system keeps
+// them, emptied at boot; the state survives reboots.
+struct SystemDir {
+  const char* platform;
+  const char* system;
+} const kSystemDirs[] = {
+    {"/tarn/run", "/run/tarn"},
+    {"/tarn/store", "/var/lib/tarn/store"},
+    {"/tarn/log", "/var/lib/tarn/log"},
+};
+
+std::string systemPath(const std::string& platformPath) {
+  for (const SystemDir& d : kSystemDirs) {
+    const std::string dir(d.platform);
+    if (platformPath.compare(0, dir.size(), dir) == 0 &&
+        (platformPath.size() == dir.size() || platformPath[dir.size()] == '/')) {
+      return d.system + platformPath.substr(dir.size());
+    }
+  }
+  return platformPath;
+}
+
+}  // namespace
+
 std::string rootPath(const std::string& platformPath) {
   const char* root = getenv("TARN_ROOT");
-  if (!root || !*root) return platformPath;
+  if (!root || !*root) return systemPath(platformPath);
   std::string r(root);
   while (r.size() > 1 && r.back() == '/') r.pop_back();
-  if (r == "/") return platformPath;
+  if (r == "/") return systemPath(platformPath);
   if (!platformPath.empty() && platformPath[0] != '/') r += '/';
   return r + platformPath;
 }

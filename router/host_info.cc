@@ -1,6 +1,7 @@
 // System values of the host.
 #include "router/host_info.h"
 
+#include <ctype.h>
 #include <dirent.h>
 #include <stdlib.h>
 #include <errno.h>
@@ -26,6 +27,8 @@ uint32_t clamp32(uint64_t v) {
   return v > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<uint32_t>(v);
 }
 
+uint64_t ceilKiB(uint64_t bytes) { return (bytes + 1023) / 1024; }
+
 // A value of /proc/meminfo in KiB, 0 if absent.
 uint64_t meminfo(const std::string& text, const char* key) {
   size_t at = text.find(std::string("\n") + key + ":");
@@ -38,6 +41,16 @@ std::string readFile(const std::string& path) {
   std::stringstream ss;
   ss << in.rdbuf();
   return ss.str();
+}
+
+// The first line of a sysfs or device-tree file, without the trailing
+// white space and NULs they end with; empty if unreadable.
+std::string firstLine(const std::string& path) {
+  std::string text = readFile(path);
+  text = text.substr(0, text.find('\n'));
+  static const char kTrailing[] = {' ', '\t', '\r', '\0'};
+  size_t end = text.find_last_not_of(kTrailing, std::string::npos, sizeof kTrailing);
+  return end == std::string::npos ? std::string() : text.substr(0, end + 1);
 }
 
 }  // namespace
@@ -67,10 +80,14 @@ void HostInfo::resources(tarn::message* out) {
   out->insert(tarn::u32_id(3), clamp32(meminfo(mem, "MemAvailable")));
   struct statvfs fs;
   if (statvfs("/", &fs) == 0) {
-    out->insert(tarn::u32_id(10),
-                clamp32(uint64_t{fs.f_blocks} * fs.f_frsize / 1024));
-    out->insert(tarn::u32_id(11),
-                clamp32(uint64_t{fs.f_bavail} * fs.f_frsize / 1024));
+    // The agent serves size f 10 and used f 10 - f 11. df's used is the
+    // blocks not free (f_bfree: the root-reserved blocks count as free,
+    // not as used), in KiB rounded up like df's own; free is sent as size
+    // minus that, so the difference the agent takes is df's figure.
+    uint64_t size = ceilKiB(uint64_t{fs.f_blocks} * fs.f_frsize);
+    uint64_t used = ceilKiB(uint64_t{fs.f_blocks - fs.f_bfree} * fs.f_frsize);
+    out->insert(tarn::u32_id(10), clamp32(size));
+    out->insert(tarn::u32_id(11), clamp32(size) - clamp32(std::min(used, size)));
   }
   // cpu  user nice system idle iowait irq softirq steal ...
   std::istringstream stat(readFile("/proc/stat"));
@@ -124,12 +141,78 @@ void HostInfo::health(tarn::message* out) {
 }
 
 void HostInfo::software(tarn::message* out) {
-  struct utsname u;
-  std::string id = "Linux";
-  if (uname(&u) == 0) id = std::string(u.sysname) + " " + u.release;
-  out->insert(tarn::string_id(1), id);
+  out->insert(tarn::string_id(1), softwareIdentifier());
   out->insert(tarn::u32_id(4), 0);
   out->insert(tarn::u32_id(9), 0);
+}
+
+std::string HostInfo::softwareIdentifier() {
+  std::string release = readFile("/etc/os-release");
+  if (release.empty()) release = readFile("/usr/lib/os-release");
+  std::string os = osReleaseValue(release, "PRETTY_NAME");
+  if (os.empty()) os = osReleaseValue(release, "NAME");
+  struct utsname u;
+  std::string kernel = "Linux";
+  if (uname(&u) == 0) {
+    kernel = std::string(u.sysname) + " " + u.release + " " + u.machine;
+  }
+  std::string board = boardName(
+      firstLine("/sys/class/dmi/id/sys_vendor"),
+      firstLine("/sys/class/dmi/id/product_name"),
+      firstLine("/sys/class/dmi/id/board_name"),
+      firstLine("/proc/device-tree/model"));
+  std::string id = os.empty() ? kernel : os + "; " + kernel;
+  return board.empty() ? id : id + "; " + board;
+}
+
+std::string HostInfo::osReleaseValue(const std::string& text,
+                                     const std::string& key) {
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.compare(0, key.size() + 1, key + "=") != 0) continue;
+    // A shell assignment: quoted with " or ', or bare; \ escapes in "".
+    std::string value;
+    char quote = 0;
+    for (size_t i = key.size() + 1; i < line.size(); ++i) {
+      char c = line[i];
+      if (!quote && (c == '"' || c == '\'')) {
+        quote = c;
+      } else if (quote && c == quote) {
+        quote = 0;
+      } else if (quote == '"' && c == '\\' && i + 1 < line.size()) {
+        value += line[++i];
+      } else {
+        value += c;
+      }
+    }
+    return value;
+  }
+  return std::string();
+}
+
+std::string HostInfo::boardName(const std::string& vendor,
+                                const std::string& product,
+                                const std::string& board,
+                                const std::string& deviceTreeModel) {
+  // Firmware that was never filled in says so in many ways.
+  auto blank = [](const std::string& v) {
+    static const char* const kFillers[] = {
+        "to be filled by o.e.m.", "default string", "system product name",
+        "system manufacturer", "not specified", "not applicable", "none",
+        "o.e.m.", "oem", "unknown", "0123456789"};
+    std::string lower;
+    for (char c : v) lower += static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    if (lower.empty()) return true;
+    for (const char* f : kFillers) {
+      if (lower == f) return true;
+    }
+    return false;
+  };
+  std::string model = !blank(product) ? product : !blank(board) ? board : "";
+  if (model.empty()) return blank(deviceTreeModel) ? "" : deviceTreeModel;
+  if (blank(vendor) || model.compare(0, vendor.size(), vendor) == 0) return model;
+  return vendor + " " + model;
 }
 
 bool HostInfo::setHostName(const std::string& name, std::string* error) {

@@ -48,9 +48,9 @@ void logEvent(const std::string& text) { tarn::diag("tarn-supervisor: " + text);
 
 Child::Child(const std::string& name, const std::string& path,
              const std::vector<std::string>& args, int activationFd,
-             unsigned service)
+             unsigned service, bool captureErrors)
     : name_(name), path_(path), activationFd_(activationFd),
-      service_(service) {
+      service_(service), captureErrors_(captureErrors) {
   argv_.push_back(path);
   argv_.insert(argv_.end(), args.begin(), args.end());
   for (char** e = environ; *e; ++e) {
@@ -74,10 +74,20 @@ bool Child::start() {
   envp.push_back(nullptr);
   const std::string execFailed = "tarn-supervisor: cannot run " + path_ + "\n";
   const pid_t parent = getpid();
+  int errors[2] = {-1, -1};
+  if (captureErrors_ && pipe2(errors, O_CLOEXEC) != 0) {
+    logEvent("cannot read the errors of " + name_ + ": " + strerror(errno) +
+             "; they go straight to the log");
+    errors[0] = errors[1] = -1;
+  }
 
   pid_t pid = fork();
   if (pid < 0) {
     logEvent("cannot start " + name_ + ": " + strerror(errno));
+    if (errors[0] >= 0) {
+      close(errors[0]);
+      close(errors[1]);
+    }
     return false;
   }
   if (pid == 0) {
@@ -87,6 +97,7 @@ bool Child::start() {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) _exit(1);  // the supervisor is already gone
+    if (errors[1] >= 0 && dup2(errors[1], 2) < 0) _exit(126);
     if (onDemand()) {
       if (activationFd_ == 3) {
         fcntl(3, F_SETFD, 0);  // keep it across exec
@@ -104,6 +115,12 @@ bool Child::start() {
   // Also here, so that a signal to the group cannot precede the child's
   // own setpgid.
   setpgid(pid, pid);
+  if (errors[0] >= 0) {
+    close(errors[1]);
+    fcntl(errors[0], F_SETFL, O_NONBLOCK);
+    if (errorFd_ >= 0) close(errorFd_);  // never taken
+    errorFd_ = errors[0];
+  }
   pid_ = pid;
   startedAt_ = tarn::nowMs();
   restartAt = 0;
@@ -112,6 +129,12 @@ bool Child::start() {
 
 void Child::signal(int sig) const {
   if (pid_ > 0) kill(-pid_, sig);
+}
+
+int Child::takeErrorFd() {
+  int fd = errorFd_;
+  errorFd_ = -1;
+  return fd;
 }
 
 uint64_t Child::ended() {

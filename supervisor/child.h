@@ -31,7 +31,7 @@ class Child {
   // owned by the caller.
   Child(const std::string& name, const std::string& path,
         const std::vector<std::string>& args, int activationFd,
-        unsigned service);
+        unsigned service, bool captureErrors = false);
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
@@ -42,6 +42,9 @@ class Child {
   void signal(int sig) const;
   // Records the end of the process; returns how long it ran, in ms.
   uint64_t ended();
+  // The read end of the current process's error pipe (non-blocking,
+  // close-on-exec), now the caller's; -1 if there is none.
+  int takeErrorFd();
 
   const std::string& name() const { return name_; }
   pid_t pid() const { return pid_; }
@@ -59,6 +62,8 @@ class Child {
   std::vector<std::string> env_;  // without LISTEN_PID, filled in the child
   int activationFd_;
   unsigned service_;
+  bool captureErrors_;
+  int errorFd_ = -1;
   pid_t pid_ = 0;
   uint64_t startedAt_ = 0;
 };

@@ -12,7 +12,9 @@
 
 #include "platform/bus.h"
 #include "platform/clock.h"
+#include "platform/diag.h"
 #include "platform/paths.h"
+#include "service/ports.h"
 
 namespace supervisor {
 
@@ -27,6 +29,10 @@ std::string who(const Child& c, pid_t pid) {
 Supervisor::Supervisor(const Options& options) : options_(options) {}
 
 Supervisor::~Supervisor() {
+  for (auto& p : errorPipes_) {
+    runner_.removeSocket(p.first);
+    close(p.first);
+  }
   if (listenFd_ >= 0) {
     watchSocket(false);
     close(listenFd_);
@@ -74,7 +80,7 @@ bool Supervisor::init() {
         new Child("tarn-routerd", router, options_.routerArgs, -1, 0));
   }
   children_.emplace_back(
-      new Child("tarn-snmpd", agent, {}, listenFd_, kAgentService));
+      new Child("tarn-snmpd", agent, {}, listenFd_, kAgentService, true));
   agent_ = children_.back().get();
   return true;
 }
@@ -141,10 +147,44 @@ int Supervisor::run() {
 void Supervisor::start(Child* c) {
   if (c->start()) {
     logEvent("started " + who(*c, c->pid()));
+    int fd = c->takeErrorFd();
+    if (fd >= 0) {
+      errorPipes_[fd].pid = c->pid();
+      runner_.addSocket(fd, this, &Supervisor::onAgentErrors, tarn::kEventRead);
+    }
     return;
   }
   c->restartAt = tarn::nowMs() + c->backoff.next(0);
   armRestarts();
+}
+
+void Supervisor::onAgentErrors(int fd, unsigned) { readErrors(fd, false); }
+
+void Supervisor::readErrors(int fd, bool last) {
+  auto it = errorPipes_.find(fd);
+  if (it == errorPipes_.end()) return;
+  ErrorPipe& p = it->second;
+  const pid_t pid = p.pid;
+  auto line = [this, pid](const std::string& l) { agentLine(pid, l); };
+  char buf[4096];
+  ssize_t n;
+  while ((n = read(fd, buf, sizeof buf)) > 0) {
+    p.lines.feed(buf, static_cast<size_t>(n), line);
+  }
+  if (n < 0 && errno == EINTR) return;  // readable again on the next pass
+  const bool more = n < 0 && errno == EAGAIN;
+  if (more && !last) return;
+  p.lines.finish(line);
+  runner_.removeSocket(fd);
+  close(fd);
+  errorPipes_.erase(it);
+}
+
+void Supervisor::agentLine(pid_t pid, const std::string& line) {
+  tarn::diag(line);
+  if (line != kAgentSocketFailure) return;
+  const unsigned port = servicePort("TARN_SNMP_PORT", SNMP_PORT);
+  logEvent(describeSocketFailure(who(*agent_, pid), port, probeUdpPort(port)));
 }
 
 void Supervisor::onSignal(int fd, unsigned) {
@@ -173,6 +213,13 @@ void Supervisor::reap() {
 
 void Supervisor::ended(Child* c, int status) {
   const std::string name = who(*c, c->pid());
+  // The process's last lines come before the line about its end.
+  for (auto it = errorPipes_.begin(); it != errorPipes_.end();) {
+    int fd = it->first;
+    bool mine = it->second.pid == c->pid();
+    ++it;  // readErrors may erase the entry
+    if (mine) readErrors(fd, true);
+  }
   uint64_t ranMs = c->ended();
   if (stopping_) {
     logEvent(name + " " + describeExit(status));

@@ -10,16 +10,25 @@
 // the next connection. Any other end of any process is a crash: the
 // process is started again after its back-off delay.
 //
+// The agent's error stream comes through a pipe and is passed on line by
+// line (supervisor/agent_output.h): when the agent cannot open its UDP
+// port, the supervisor adds a line naming the port and the errno.
+//
 // Single-threaded: one poll loop (the platform's ThinRunner) over a
-// signalfd (SIGCHLD, SIGTERM, SIGINT, SIGHUP) and the agent's socket.
+// signalfd (SIGCHLD, SIGTERM, SIGINT, SIGHUP), the agent's socket and the
+// agent's error pipes.
 #ifndef SUPERVISOR_SUPERVISOR_H
 #define SUPERVISOR_SUPERVISOR_H
 
+#include <sys/types.h>
+
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/runner.h"
+#include "supervisor/agent_output.h"
 #include "supervisor/child.h"
 #include "supervisor/options.h"
 
@@ -52,6 +61,10 @@ class Supervisor {
   std::string program(const std::string& name) const;
 
   void start(Child* c);
+  void onAgentErrors(int fd, unsigned events);
+  // Reads what the pipe holds; at its end (or with last) closes it.
+  void readErrors(int fd, bool last);
+  void agentLine(pid_t pid, const std::string& line);
   void onSignal(int fd, unsigned events);
   void onConnection(int fd, unsigned events);
   void reap();
@@ -69,6 +82,12 @@ class Supervisor {
   int signalFd_ = -1;
   int listenFd_ = -1;
   std::string socketPath_;
+  // The agent's error pipes (one per process until its end is read).
+  struct ErrorPipe {
+    pid_t pid;
+    LineSplitter lines;
+  };
+  std::map<int, ErrorPipe> errorPipes_;
   bool watching_ = false;
   bool stopping_ = false;
 };

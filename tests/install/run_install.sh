@@ -30,7 +30,7 @@ for f in include/tarn-snmp/engine/plugin_api.h include/tarn-snmp/data/exchange.h
          share/tarn/mibs/TARN-ROUTER-MIB.txt share/tarn/mibs/SNMPv2-SMI.txt \
          share/tarn/models/small-router.json \
          share/tarn/examples/plugin/site_plugin.cc lib/tmpfiles.d/tarn.conf \
-         lib/systemd/system/tarn-snmpd.socket; do
+         lib/sysusers.d/tarn.conf lib/systemd/system/tarn-snmpd.socket; do
   [ -f "$prefix/$f" ] || fail "$f not installed"
 done
 # Plug-ins see the plug-in interface only, not the agent's inner layers.
@@ -41,6 +41,20 @@ for unit in "tarn-snmpd" "tarn-routerd --host"; do
   grep -qx "ExecStart=$prefix/bin/$unit" "$prefix/lib/systemd/system/${unit%% *}.service" ||
     fail "${unit%% *}.service does not start $prefix/bin/$unit"
 done
+# The units are sandboxed: systemd's own exposure score (0 safe to 10
+# unsafe) is at most 3.0. Needs systemd-analyze with --offline (252 on).
+if systemd-analyze --help 2>/dev/null | grep -q -- --offline; then
+  for unit in tarn-snmpd tarn-routerd; do
+    score=$(systemd-analyze security --offline=yes --no-pager \
+              "$prefix/lib/systemd/system/$unit.service" 2>&1 |
+            sed -n 's/^.*Overall exposure level for .*: \([0-9.]*\) .*$/\1/p')
+    echo "systemd-analyze security: $unit.service exposure ${score:-unknown}"
+    awk "BEGIN { exit !(\"$score\" != \"\" && $score <= 3.0) }" ||
+      fail "$unit.service scores ${score:-nothing}, not at most 3.0"
+  done
+else
+  echo "systemd-analyze security --offline unavailable: unit scores not measured"
+fi
 
 # The example is built where an operator would build it: a copy of the
 # installed folder, outside the source tree, with both of its build files.

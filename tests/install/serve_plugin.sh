@@ -40,6 +40,11 @@ until_ok "$bin/tarnctl" snmp set enabled=yes trap-target=127.0.0.1 trap-version=
 until_ok "$bin/tarnctl" snmp community add ops read=yes write=yes ||
   fail "tarnctl snmp community add: $out"
 grep -q "plugin loaded: $root/tarn/lib/snmp/site_plugin.so" "$log" || fail "the plug-in was not loaded"
+# The store and the history hold passwords: files 0600 in directories 0700.
+[ -f "$root/tarn/store/snmpd" ] || fail "no store file after the settings were set"
+loose=$(find "$root/tarn/store" "$root/tarn/log" "$root/tarn/run/bus" \
+          \( -type d ! -perm 0700 \) -o \( -type f ! -perm 0600 \) 2>&1) || true
+[ -z "$loose" ] || fail "store modes: $(ls -ld $loose)"
 
 until_ok get "$site.1.0" || fail "no answer: $out"
 [ "$out" = ".$site.1.0 = STRING: \"example site\"" ] || fail "siteName: $out"

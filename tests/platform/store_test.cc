@@ -1,4 +1,5 @@
-// The store: corrupt files, and crash safety and modes under SIGKILL.
+// The store: corrupt files, and crash safety and modes under SIGKILL; and
+// where platform paths are, under a root and on the host's own root.
 #include "platform/store.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <memory>
 
 #include "platform/diag.h"
+#include "platform/paths.h"
 #include "tests/platform/test_root.h"
 
 using namespace tarn;
@@ -35,6 +37,36 @@ Store* openCapturing(const char* path) {
   Store* s = new Store(path, 5);
   setDiagSink(old);
   return s;
+}
+
+TEST(Paths, UnderARootOrInTheSystemsDirectories) {
+  struct {
+    const char* root;  // nullptr: TARN_ROOT unset
+    const char* path;
+    const char* mapped;
+  } const rows[] = {
+      {"/tmp/r", "/tarn/store/snmpd", "/tmp/r/tarn/store/snmpd"},
+      {"/tmp/r/", "/tarn/run/bus/161.sock", "/tmp/r/tarn/run/bus/161.sock"},
+      {"/tmp/r", "/tarn/lib/snmp", "/tmp/r/tarn/lib/snmp"},
+      {nullptr, "/tarn/store/snmpd", "/var/lib/tarn/store/snmpd"},
+      {"", "/tarn/log/history", "/var/lib/tarn/log/history"},
+      {"/", "/tarn/run/bus/161.sock", "/run/tarn/bus/161.sock"},
+      {"//", "/tarn/run/bus", "/run/tarn/bus"},
+      {nullptr, "/tarn/store", "/var/lib/tarn/store"},
+      {nullptr, "/tarn/lib/snmp", "/tarn/lib/snmp"},
+      {nullptr, "/tarn/runner", "/tarn/runner"},  // only whole directory names
+      {nullptr, "/tarn/storeroom/x", "/tarn/storeroom/x"},
+  };
+  for (const auto& r : rows) {
+    if (r.root) {
+      setenv("TARN_ROOT", r.root, 1);
+    } else {
+      unsetenv("TARN_ROOT");
+    }
+    EXPECT_EQ(r.mapped, rootPath(r.path)) << (r.root ? r.root : "(unset)") << " " << r.path;
+  }
+  unsetenv("TARN_ROOT");
+  EXPECT_EQ("/run/tarn/bus/20.sock", busSocketPath(20));
 }
 
 TEST(Store, CorruptFileIsMovedAsideAndStoreStartsEmpty) {

@@ -1,6 +1,7 @@
 // tarn-routerd asked over the bus where the agent's own reads do not reach:
 // a model device (paging, odd objects, guarded commands, link injection,
-// broken models) and --host in a network namespace the test builds.
+// broken models) and --host in a network namespace the test builds; and the
+// host backend's parsers of os-release and the board's names.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include "platform/codes.h"
 #include "platform/errors.h"
 #include "platform/looper.h"
+#include "router/host_info.h"
 #include "tests/platform/test_root.h"
 
 using namespace tarn;
@@ -263,6 +265,32 @@ TEST(HostService, ListsAsTheKernelHasThem) {
   };
   for (const auto& r : rows) expectHolds(d, r.svc, r.handler, r.cmd, 0, expand(r.fields));
   EXPECT_EQ(0, d.end(SIGTERM)) << d.log();
+}
+
+// The software identifier's parts: os-release values as a shell reads
+// them, and a board name that skips what firmware leaves unfilled.
+TEST(HostInfo, OsReleaseAndBoardAsAPollerNeedsThem) {
+  const std::string release =
+      "NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n"
+      "ID='deb ian'\nVERSION=\"12 \\\"x\\\"\"\nX=";
+  struct { const char* key; const char* value; } values[] = {
+      {"PRETTY_NAME", "Debian GNU/Linux 12 (bookworm)"}, {"NAME", "Debian"},
+      {"ID", "deb ian"}, {"VERSION", "12 \"x\""}, {"X", ""}, {"PRETTY", ""}, {"ABSENT", ""}};
+  for (const auto& v : values) {
+    EXPECT_EQ(v.value, router::HostInfo::osReleaseValue(release, v.key)) << v.key;
+  }
+  struct { const char *vendor, *product, *board, *tree, *name; } boards[] = {
+      {"Dell Inc.", "PowerEdge R640", "0X45NX", "", "Dell Inc. PowerEdge R640"},
+      {"LENOVO", "LENOVO ThinkCentre", "", "", "LENOVO ThinkCentre"},
+      {"System manufacturer", "System Product Name", "PRIME B450M-A", "", "PRIME B450M-A"},
+      {"To be filled by O.E.M.", "To Be Filled By O.E.M.", "Default string", "", ""},
+      {"", "", "", "Raspberry Pi 4 Model B Rev 1.4", "Raspberry Pi 4 Model B Rev 1.4"},
+      {"QEMU", "Standard PC (Q35 + ICH9, 2009)", "", "x", "QEMU Standard PC (Q35 + ICH9, 2009)"},
+      {"", "", "", "", ""},
+  };
+  for (const auto& b : boards) {
+    EXPECT_EQ(b.name, router::HostInfo::boardName(b.vendor, b.product, b.board, b.tree)) << b.product;
+  }
 }
 
 }  // namespace
