@@ -91,6 +91,12 @@ struct Reader {
     p += *n;
     return true;
   }
+  // Steps over n bytes (already known to be there).
+  bool skip(size_t n) {
+    if (left() < n) return false;
+    p += n;
+    return true;
+  }
   // A u32 count whose elements take at least min_size bytes each.
   bool count(uint32_t* n, size_t min_size) {
     return u32(n) && *n <= left() / min_size;
@@ -99,7 +105,8 @@ struct Reader {
 
 bool parseInto(Reader& r, message* out, int depth);
 
-// Decodes one value of the given tag; out may be null (check only).
+// Decodes one value of the given tag; out may be null (check only: nested
+// messages are checked this way, without building anything).
 bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
   uint32_t n;
   const uint8_t* data;
@@ -132,27 +139,29 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
       return true;
     case kTagBoolArray: {
       if (!r.count(&n, 1)) return false;
-      std::vector<bool> v(n);
+      std::vector<bool> v(out ? n : 0);
       for (uint32_t i = 0; i < n; ++i) {
         bool b;
         if (!r.boolean(&b)) return false;
-        v[i] = b;
+        if (out) v[i] = b;
       }
       if (out) *out = std::move(v);
       return true;
     }
     case kTagU32Array: {
       if (!r.count(&n, 4)) return false;
+      if (!out) return r.skip(4 * static_cast<size_t>(n));
       std::vector<uint32_t> v(n);
       for (uint32_t i = 0; i < n; ++i) r.u32(&v[i]);
-      if (out) *out = std::move(v);
+      *out = std::move(v);
       return true;
     }
     case kTagU64Array: {
       if (!r.count(&n, 8)) return false;
+      if (!out) return r.skip(8 * static_cast<size_t>(n));
       std::vector<uint64_t> v(n);
       for (uint32_t i = 0; i < n; ++i) r.u64(&v[i]);
-      if (out) *out = std::move(v);
+      *out = std::move(v);
       return true;
     }
     case kTagStringArray: {
@@ -199,12 +208,21 @@ bool parseInto(Reader& r, message* out, int depth) {
   uint32_t count;
   // The smallest field is an id and a bool: 5 bytes.
   if (!r.count(&count, 5)) return false;
+  if (!out) {  // a check only: no value is made
+    for (uint32_t i = 0; i < count; ++i) {
+      uint32_t id;
+      if (!r.u32(&id) || !parseValue(r, id & kTagMask, nullptr, depth)) {
+        return false;
+      }
+    }
+    return r.left() == 0;
+  }
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t id;
     message::value v;  // fresh per field: the last one was moved away
     if (!r.u32(&id)) return false;
-    if (!parseValue(r, id & kTagMask, out ? &v : nullptr, depth)) return false;
-    if (out) out->insertTagged(id, std::move(v));
+    if (!parseValue(r, id & kTagMask, &v, depth)) return false;
+    out->insertTagged(id, std::move(v));
   }
   return r.left() == 0;
 }
