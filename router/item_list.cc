@@ -1,14 +1,44 @@
 // Sorted flat objects and the paging of get-all replies.
 #include "router/item_list.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "platform/codes.h"
 
 namespace router {
 
+namespace {
+// Objects are packed into blocks of this size; a larger one gets its own.
+const size_t kBlock = 1 << 20;
+}  // namespace
+
+const uint8_t* ItemList::keep(const tarn::bytes& flat) {
+  if (flat.size() > blockLeft_) {
+    const size_t size = std::max(kBlock, flat.size());
+    blocks_.emplace_back(new uint8_t[size]);
+    next_ = blocks_.back().get();
+    blockLeft_ = size;
+  }
+  uint8_t* at = next_;
+  if (!flat.empty()) memcpy(at, flat.data(), flat.size());
+  next_ += flat.size();
+  blockLeft_ -= flat.size();
+  return at;
+}
+
+void ItemList::clear() {
+  items_.clear();
+  blocks_.clear();
+  next_ = nullptr;
+  blockLeft_ = 0;
+}
+
 void ItemList::add(uint32_t id, const tarn::message& m) {
-  items_.push_back(Item{id, tarn::flat_message(m)});
+  m.flatten(scratch_);
+  items_.push_back(Item{id, static_cast<uint32_t>(scratch_.size()),
+                        keep(scratch_)});
 }
 
 bool ItemList::sort(uint32_t* dup) {
@@ -37,13 +67,16 @@ const Item* ItemList::find(uint32_t id) const {
 void ItemList::replace(uint32_t id, const tarn::message& m) {
   size_t i = lowerBound(id);
   if (i < items_.size() && items_[i].id == id) {
-    items_[i].flat = tarn::flat_message(m);
+    // The old bytes stay unused in their block: changes are rare.
+    m.flatten(scratch_);
+    items_[i].size = static_cast<uint32_t>(scratch_.size());
+    items_[i].data = keep(scratch_);
   }
 }
 
 tarn::message decode(const Item& item) {
   tarn::message m;
-  tarn::message::parse(item.flat.data(), item.flat.size(), &m);
+  tarn::message::parse(item.data, item.size, &m);
   return m;
 }
 
@@ -61,7 +94,9 @@ tarn::message pageOf(const ItemList& list, uint32_t start, uint32_t count,
     if (trim) {
       page.push_back(tarn::flat_message(trim(decode(list.at(i)))));
     } else {
-      page.push_back(list.at(i).flat);
+      const Item& item = list.at(i);
+      page.emplace_back();
+      page.back().assign(item.data, item.data + item.size);
     }
   }
   if (end < list.size()) {
