@@ -21,14 +21,11 @@ constexpr bool kBigEndian = false;
 // sees the plain load or store they amount to (a loop stays a loop at -O2,
 // and the bus decodes and encodes millions of these).
 inline void put32(std::vector<uint8_t>& out, uint32_t v) {
-  const size_t at = out.size();
-  out.resize(at + 4);  // one growth check, not four
-  uint8_t* p = out.data() + at;
   if (kBigEndian) v = __builtin_bswap32(v);
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-  p[2] = static_cast<uint8_t>(v >> 16);
-  p[3] = static_cast<uint8_t>(v >> 24);
+  out.push_back(static_cast<uint8_t>(v));
+  out.push_back(static_cast<uint8_t>(v >> 8));
+  out.push_back(static_cast<uint8_t>(v >> 16));
+  out.push_back(static_cast<uint8_t>(v >> 24));
 }
 inline void put64(std::vector<uint8_t>& out, uint64_t v) {
   if (kBigEndian) {
