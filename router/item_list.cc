@@ -14,17 +14,17 @@ namespace {
 const size_t kBlock = 1 << 20;
 }  // namespace
 
-const uint8_t* ItemList::keep(const tarn::bytes& flat) {
-  if (flat.size() > blockLeft_) {
-    const size_t size = std::max(kBlock, flat.size());
-    blocks_.emplace_back(new uint8_t[size]);
+const uint8_t* ItemList::keep(const uint8_t* flat, size_t size) {
+  if (size > blockLeft_) {
+    const size_t block = std::max(kBlock, size);
+    blocks_.emplace_back(new uint8_t[block]);
     next_ = blocks_.back().get();
-    blockLeft_ = size;
+    blockLeft_ = block;
   }
   uint8_t* at = next_;
-  if (!flat.empty()) memcpy(at, flat.data(), flat.size());
-  next_ += flat.size();
-  blockLeft_ -= flat.size();
+  if (size) memcpy(at, flat, size);
+  next_ += size;
+  blockLeft_ -= size;
   return at;
 }
 
@@ -37,8 +37,11 @@ void ItemList::clear() {
 
 void ItemList::add(uint32_t id, const tarn::message& m) {
   m.flatten(scratch_);
-  items_.push_back(Item{id, static_cast<uint32_t>(scratch_.size()),
-                        keep(scratch_)});
+  addFlat(id, scratch_.data(), scratch_.size());
+}
+
+void ItemList::addFlat(uint32_t id, const uint8_t* flat, size_t size) {
+  items_.push_back(Item{id, static_cast<uint32_t>(size), keep(flat, size)});
 }
 
 bool ItemList::sort(uint32_t* dup) {
@@ -70,7 +73,7 @@ void ItemList::replace(uint32_t id, const tarn::message& m) {
     // The old bytes stay unused in their block: changes are rare.
     m.flatten(scratch_);
     items_[i].size = static_cast<uint32_t>(scratch_.size());
-    items_[i].data = keep(scratch_);
+    items_[i].data = keep(scratch_.data(), scratch_.size());
   }
 }
 

@@ -31,6 +31,8 @@ class ItemList {
  public:
   // Appends an object; call sort() once all are in.
   void add(uint32_t id, const tarn::message& m);
+  // Appends an object already flat (whose id field holds id).
+  void addFlat(uint32_t id, const uint8_t* flat, size_t size);
   // Orders by id. Returns false and names the id in *dup when two objects
   // share one.
   bool sort(uint32_t* dup);
@@ -47,7 +49,7 @@ class ItemList {
 
  private:
   // Copies a flat object into the blocks; returns where it now lies.
-  const uint8_t* keep(const tarn::bytes& flat);
+  const uint8_t* keep(const uint8_t* flat, size_t size);
 
   std::vector<Item> items_;
   std::vector<std::unique_ptr<uint8_t[]>> blocks_;
