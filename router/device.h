@@ -40,8 +40,7 @@ class Device {
   // where it goes on (a walk's later pages). A backend that re-reads its
   // lists serves a walk that keeps going from the reading it began with, so
   // that numbering stays the same from page to page.
-  virtual const ItemList* listToPage(Path p, bool continuing) {
-    (void)continuing;
+  virtual const ItemList* listToPage(Path p, bool /*continuing*/) {
     return list(p);
   }
   // The settings object of p into *out; false if p has none.
