@@ -48,13 +48,15 @@ bool makeAddress(const std::string& path, sockaddr_un* a) {
 int connectTo(const std::string& path) {
   sockaddr_un a;
   if (!makeAddress(path, &a)) return -1;
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // Non-blocking from the start: a blocking connect to a service that
+  // stopped accepting waits for room in its backlog, with no time limit.
+  // A full backlog (EAGAIN) counts as unreachable.
+  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) return -1;
   if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
     ::close(fd);
     return -1;
   }
-  setNonBlocking(fd);
   return fd;
 }
 

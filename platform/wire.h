@@ -17,27 +17,37 @@ constexpr bool kBigEndian = true;
 constexpr bool kBigEndian = false;
 #endif
 
-inline void putN(std::vector<uint8_t>& out, uint64_t v, int n) {
-  for (int i = 0; i < n; ++i) {
-    int shift = kBigEndian ? 8 * (n - 1 - i) : 8 * i;
-    out.push_back(static_cast<uint8_t>(v >> shift));
+// The shifts are spelt out rather than looped over, so that the compiler
+// sees the plain load or store they amount to (a loop stays a loop at -O2,
+// and the bus decodes and encodes millions of these).
+inline void put32(std::vector<uint8_t>& out, uint32_t v) {
+  if (kBigEndian) v = __builtin_bswap32(v);
+  out.push_back(static_cast<uint8_t>(v));
+  out.push_back(static_cast<uint8_t>(v >> 8));
+  out.push_back(static_cast<uint8_t>(v >> 16));
+  out.push_back(static_cast<uint8_t>(v >> 24));
+}
+inline void put64(std::vector<uint8_t>& out, uint64_t v) {
+  if (kBigEndian) {
+    put32(out, static_cast<uint32_t>(v >> 32));
+    put32(out, static_cast<uint32_t>(v));
+  } else {
+    put32(out, static_cast<uint32_t>(v));
+    put32(out, static_cast<uint32_t>(v >> 32));
   }
 }
-inline void put32(std::vector<uint8_t>& out, uint32_t v) { putN(out, v, 4); }
-inline void put64(std::vector<uint8_t>& out, uint64_t v) { putN(out, v, 8); }
 
-inline uint64_t getN(const uint8_t* p, int n) {
-  uint64_t v = 0;
-  for (int i = 0; i < n; ++i) {
-    int shift = kBigEndian ? 8 * (n - 1 - i) : 8 * i;
-    v |= static_cast<uint64_t>(p[i]) << shift;
-  }
-  return v;
-}
 inline uint32_t get32(const uint8_t* p) {
-  return static_cast<uint32_t>(getN(p, 4));
+  const uint32_t v = static_cast<uint32_t>(p[0]) |
+                     static_cast<uint32_t>(p[1]) << 8 |
+                     static_cast<uint32_t>(p[2]) << 16 |
+                     static_cast<uint32_t>(p[3]) << 24;
+  return kBigEndian ? __builtin_bswap32(v) : v;
 }
-inline uint64_t get64(const uint8_t* p) { return getN(p, 8); }
+inline uint64_t get64(const uint8_t* p) {
+  const uint64_t a = get32(p), b = get32(p + 4);
+  return kBigEndian ? a << 32 | b : b << 32 | a;
+}
 
 // Overwrites 4 bytes at out[pos] (a length patched in after the fact).
 inline void set32(std::vector<uint8_t>& out, size_t pos, uint32_t v) {

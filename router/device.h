@@ -36,6 +36,13 @@ class Device {
 
   // The objects of list path p, or null if p is not a list.
   virtual const ItemList* list(Path p) = 0;
+  // The same, for one page of a get-all; continuing when the request names
+  // where it goes on (a walk's later pages). A backend that re-reads its
+  // lists serves a walk that keeps going from the reading it began with, so
+  // that numbering stays the same from page to page.
+  virtual const ItemList* listToPage(Path p, bool /*continuing*/) {
+    return list(p);
+  }
   // The settings object of p into *out; false if p has none.
   virtual bool settings(Path p, tarn::message* out) = 0;
   // Applies the fields of request to the settings of p.

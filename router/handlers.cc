@@ -60,7 +60,10 @@ ListHandler::ListHandler(Device* device, Path path, const Options* options)
 tarn::message ListHandler::cmdGetAll(const tarn::message& msg, unsigned,
                                      unsigned count) {
   // A request that names no start begins at the first object.
-  return pageOf(items(), msg.get(tarn::u32_id(tarn::kFieldStart), 0), count);
+  const bool continuing = msg.has(tarn::u32_id(tarn::kFieldStart));
+  const ItemList* l = device_->listToPage(path_, continuing);
+  return pageOf(l ? *l : kEmpty, msg.get(tarn::u32_id(tarn::kFieldStart), 0),
+                count);
 }
 
 tarn::message ListHandler::cmdGetObj(const tarn::message&, unsigned id) {
@@ -112,7 +115,9 @@ tarn::message InterfaceHandler::cmdGetObj(const tarn::message&, unsigned id) {
 tarn::message InterfaceHandler::cmdUnknown(const tarn::message& msg,
                                            unsigned cmd) {
   if (cmd == kCmdLinkList) {
-    return pageOf(items(), msg.get(tarn::u32_id(tarn::kFieldStart), 0),
+    const ItemList* l = device_->listToPage(
+        path_, msg.has(tarn::u32_id(tarn::kFieldStart)));
+    return pageOf(l ? *l : kEmpty, msg.get(tarn::u32_id(tarn::kFieldStart), 0),
                   msg.get(tarn::u32_id(tarn::kFieldMaxCount), 0),
                   &linkFields);
   }

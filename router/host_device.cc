@@ -24,6 +24,7 @@
 #include "platform/codes.h"
 #include "platform/diag.h"
 #include "platform/errors.h"
+#include "platform/wire.h"
 
 namespace router {
 
@@ -127,21 +128,48 @@ void parseLink(const nlmsghdr* h, LinkInfo* out) {
   }
 }
 
-// Objects keyed for ordering; ids are given in key order.
+// Objects keyed for ordering; ids are given in key order. Each object is
+// flattened as it is read, with its id field first (a placeholder until the
+// order is known), into one buffer: a million routes then cost one
+// allocation each neither while they are read nor while they are sorted.
 typedef std::tuple<uint32_t, uint32_t, uint32_t, uint32_t> Key;
-void numberInOrder(std::vector<std::pair<Key, tarn::message>>* all,
-                   ItemList* out) {
-  std::sort(all->begin(), all->end(),
-            [](const std::pair<Key, tarn::message>& a,
-               const std::pair<Key, tarn::message>& b) {
-              return a.first < b.first;
-            });
-  uint32_t id = 0;
-  for (auto& e : *all) {
-    e.second.insert(tarn::u32_id(tarn::kFieldObjId), ++id);
-    out->add(id, e.second);
+class Keyed {
+ public:
+  void add(const Key& key, const tarn::message& m) {
+    m.flatten(scratch_);
+    const size_t at = blob_.size();
+    // The flat form: a field count, then the fields. One more field, the
+    // id, goes in front of m's own.
+    tarn::wire::put32(blob_, tarn::wire::get32(scratch_.data()) + 1);
+    tarn::wire::put32(blob_, tarn::u32_id(tarn::kFieldObjId).id);
+    tarn::wire::put32(blob_, 0);
+    blob_.insert(blob_.end(), scratch_.begin() + 4, scratch_.end());
+    entries_.push_back(Entry{key, at, blob_.size() - at});
   }
-}
+  bool has(const Key& key) const {
+    for (const Entry& e : entries_) {
+      if (e.key == key) return true;
+    }
+    return false;
+  }
+  void numberInto(ItemList* out) {
+    std::sort(entries_.begin(), entries_.end(),
+              [](const Entry& a, const Entry& b) { return a.key < b.key; });
+    uint32_t id = 0;
+    for (const Entry& e : entries_) {
+      tarn::wire::set32(blob_, e.at + 8, ++id);
+      out->addFlat(id, blob_.data() + e.at, e.size);
+    }
+  }
+
+ private:
+  struct Entry {
+    Key key;
+    size_t at, size;
+  };
+  std::vector<Entry> entries_;
+  tarn::bytes blob_, scratch_;
+};
 
 }  // namespace
 
@@ -229,7 +257,7 @@ void HostDevice::readLinks(ItemList* out) {
 }
 
 void HostDevice::readAddresses(ItemList* out) {
-  std::vector<std::pair<Key, tarn::message>> all;
+  Keyed all;
   query_.dump(RTM_GETADDR, AF_INET, [&](const nlmsghdr* h) {
     const ifaddrmsg* ifa = static_cast<const ifaddrmsg*>(NLMSG_DATA(h));
     if (h->nlmsg_type != RTM_NEWADDR || ifa->ifa_family != AF_INET) return;
@@ -243,13 +271,13 @@ void HostDevice::readAddresses(ItemList* out) {
     m.insert(tarn::bool_id(kInvalid),
              (ifa->ifa_flags & (IFA_F_TENTATIVE | IFA_F_DADFAILED)) != 0);
     m.insert(tarn::bool_id(kDisabled), false);
-    all.emplace_back(Key(ifa->ifa_index, hostFromBe32(addr), 0, 0), m);
+    all.add(Key(ifa->ifa_index, hostFromBe32(addr), 0, 0), m);
   });
-  numberInOrder(&all, out);
+  all.numberInto(out);
 }
 
 void HostDevice::readNeighbours(ItemList* out) {
-  std::vector<std::pair<Key, tarn::message>> all;
+  Keyed all;
   query_.dump(RTM_GETNEIGH, AF_INET, [&](const nlmsghdr* h) {
     const ndmsg* nd = static_cast<const ndmsg*>(NLMSG_DATA(h));
     if (h->nlmsg_type != RTM_NEWNEIGH || nd->ndm_family != AF_INET ||
@@ -269,16 +297,16 @@ void HostDevice::readNeighbours(ItemList* out) {
     m.insert(tarn::bool_id(kDynamic), (nd->ndm_state & NUD_PERMANENT) == 0);
     m.insert(tarn::bool_id(kInvalid),
              (nd->ndm_state & (NUD_FAILED | NUD_INCOMPLETE)) != 0);
-    all.emplace_back(
+    all.add(
         Key(static_cast<uint32_t>(nd->ndm_ifindex), hostFromBe32(addr), 0, 0),
         m);
   });
-  numberInOrder(&all, out);
+  all.numberInto(out);
 }
 
 void HostDevice::readFdb(ItemList* out) {
   const ItemList* links = list(kInterfaces);
-  std::vector<std::pair<Key, tarn::message>> all;
+  Keyed all;
   query_.dump(RTM_GETNEIGH, AF_BRIDGE, [&](const nlmsghdr* h) {
     const ndmsg* nd = static_cast<const ndmsg*>(NLMSG_DATA(h));
     if (h->nlmsg_type != RTM_NEWNEIGH || nd->ndm_family != AF_BRIDGE) return;
@@ -297,21 +325,19 @@ void HostDevice::readFdb(ItemList* out) {
     uint32_t macLow = (uint32_t{mac[2]} << 24) | (uint32_t{mac[3]} << 16) |
                       (uint32_t{mac[4]} << 8) | mac[5];
     Key key(bridge, macHigh, macLow, port);
-    for (const auto& e : all) {
-      if (e.first == key) return;  // the same entry in another VLAN
-    }
+    if (all.has(key)) return;  // the same entry in another VLAN
     tarn::message m;
     m.insert(tarn::u32_id(kFdbPort), port == bridge ? 0 : port);
     m.insert(tarn::raw_id(kFdbMac), mac);
     m.insert(tarn::u32_id(kFdbLocal), (nd->ndm_state & NUD_PERMANENT) ? 1 : 0);
     m.insert(tarn::u32_id(kFdbBridge), bridge);
-    all.emplace_back(key, m);
+    all.add(key, m);
   });
-  numberInOrder(&all, out);
+  all.numberInto(out);
 }
 
 void HostDevice::readRoutes(ItemList* out) {
-  std::vector<std::pair<Key, tarn::message>> all;
+  Keyed all;
   query_.dump(RTM_GETROUTE, AF_INET, [&](const nlmsghdr* h) {
     const rtmsg* rt = static_cast<const rtmsg*>(NLMSG_DATA(h));
     if (h->nlmsg_type != RTM_NEWROUTE || rt->rtm_family != AF_INET ||
@@ -362,17 +388,18 @@ void HostDevice::readRoutes(ItemList* out) {
     m.insert(tarn::u32_id(kRtKind), kind);
     uint32_t metric = attrU32(a[RTA_PRIORITY]);
     m.insert(tarn::u32_id(kRtMetric), metric);
-    all.emplace_back(Key(hostFromBe32(dst), rt->rtm_dst_len, metric,
+    all.add(Key(hostFromBe32(dst), rt->rtm_dst_len, metric,
                          hostFromBe32(gateways[0])),
                      m);
   });
-  numberInOrder(&all, out);
+  all.numberInto(out);
 }
 
 const ItemList* HostDevice::list(Path p) {
   Cache& c = cache_[p];
-  uint64_t now = tarn::nowMs();
-  if (c.valid && now - c.readMs < kCacheMs) return &c.list;
+  // The age counts from the end of the reading: a table that takes longer
+  // than kCacheMs to read would otherwise be read again for every page.
+  if (c.valid && tarn::nowMs() - c.readMs < kCacheMs) return &c.list;
   c.list.clear();
   if (p == kInterfaces) {
     readLinks(&c.list);
@@ -388,9 +415,22 @@ const ItemList* HostDevice::list(Path p) {
                p == kPeers)) {
     return nullptr;  // the host has no such list; the others stay empty
   }
-  c.readMs = now;
+  c.readMs = tarn::nowMs();
   c.valid = true;
   return &c.list;
+}
+
+const ItemList* HostDevice::listToPage(Path p, bool continuing) {
+  auto it = cache_.find(p);
+  const uint64_t now = tarn::nowMs();
+  if (continuing && it != cache_.end() && it->second.valid &&
+      now - it->second.usedMs < kCacheMs) {
+    it->second.usedMs = now;
+    return &it->second.list;
+  }
+  const ItemList* l = list(p);
+  if (l) cache_[p].usedMs = tarn::nowMs();
+  return l;
 }
 
 bool HostDevice::settings(Path p, tarn::message* out) {

@@ -32,6 +32,7 @@ class HostDevice : public Device {
   void watchLinks(tarn::ThinRunner* runner);
 
   const ItemList* list(Path p) override;
+  const ItemList* listToPage(Path p, bool continuing) override;
   bool settings(Path p, tarn::message* out) override;
   tarn::message setSettings(Path p, const tarn::message& request) override;
   tarn::message setObject(Path p, uint32_t id,
@@ -42,9 +43,12 @@ class HostDevice : public Device {
   tarn::message reboot() override;
 
  private:
+  // A list read from the kernel, kept for a second after the reading
+  // ended, and for as long as a walk that began on it keeps asking.
   struct Cache {
     ItemList list;
-    uint64_t readMs = 0;
+    uint64_t readMs = 0;  // when the reading ended
+    uint64_t usedMs = 0;  // the latest page served from it
     bool valid = false;
   };
   struct LinkState {

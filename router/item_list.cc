@@ -1,14 +1,47 @@
 // Sorted flat objects and the paging of get-all replies.
 #include "router/item_list.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "platform/codes.h"
 
 namespace router {
 
+namespace {
+// Objects are packed into blocks of this size; a larger one gets its own.
+const size_t kBlock = 1 << 20;
+}  // namespace
+
+const uint8_t* ItemList::keep(const uint8_t* flat, size_t size) {
+  if (size > blockLeft_) {
+    const size_t block = std::max(kBlock, size);
+    blocks_.emplace_back(new uint8_t[block]);
+    next_ = blocks_.back().get();
+    blockLeft_ = block;
+  }
+  uint8_t* at = next_;
+  if (size) memcpy(at, flat, size);
+  next_ += size;
+  blockLeft_ -= size;
+  return at;
+}
+
+void ItemList::clear() {
+  items_.clear();
+  blocks_.clear();
+  next_ = nullptr;
+  blockLeft_ = 0;
+}
+
 void ItemList::add(uint32_t id, const tarn::message& m) {
-  items_.push_back(Item{id, tarn::flat_message(m)});
+  m.flatten(scratch_);
+  addFlat(id, scratch_.data(), scratch_.size());
+}
+
+void ItemList::addFlat(uint32_t id, const uint8_t* flat, size_t size) {
+  items_.push_back(Item{id, static_cast<uint32_t>(size), keep(flat, size)});
 }
 
 bool ItemList::sort(uint32_t* dup) {
@@ -37,13 +70,16 @@ const Item* ItemList::find(uint32_t id) const {
 void ItemList::replace(uint32_t id, const tarn::message& m) {
   size_t i = lowerBound(id);
   if (i < items_.size() && items_[i].id == id) {
-    items_[i].flat = tarn::flat_message(m);
+    // The old bytes stay unused in their block: changes are rare.
+    m.flatten(scratch_);
+    items_[i].size = static_cast<uint32_t>(scratch_.size());
+    items_[i].data = keep(scratch_.data(), scratch_.size());
   }
 }
 
 tarn::message decode(const Item& item) {
   tarn::message m;
-  tarn::message::parse(item.flat.data(), item.flat.size(), &m);
+  tarn::message::parse(item.data, item.size, &m);
   return m;
 }
 
@@ -61,7 +97,9 @@ tarn::message pageOf(const ItemList& list, uint32_t start, uint32_t count,
     if (trim) {
       page.push_back(tarn::flat_message(trim(decode(list.at(i)))));
     } else {
-      page.push_back(list.at(i).flat);
+      const Item& item = list.at(i);
+      page.emplace_back();
+      page.back().assign(item.data, item.data + item.size);
     }
   }
   if (end < list.size()) {

@@ -18,7 +18,7 @@ bool JsonReader::fail(const std::string& what) {
   if (!error_.empty()) return false;
   int line = 1;
   for (size_t i = 0; i < pos_ && i < s_.size(); ++i) line += s_[i] == '\n';
-  error_ = "line " + std::to_string(line) + ": " + what;
+  error_ = std::to_string(line) + ": " + what;
   return false;
 }
 

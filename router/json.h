@@ -5,12 +5,13 @@
 // at a time (enter/next/key).
 //
 // Failures never throw: every call returns false and error() says where
-// ("line 12: expected ':'").
+// ("12: expected ':'", the line first).
 #ifndef ROUTER_JSON_H
 #define ROUTER_JSON_H
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,7 +33,8 @@ struct Json {
 
 class JsonReader {
  public:
-  explicit JsonReader(const std::string& text) : s_(text) {}
+  // The text must outlive the reader.
+  explicit JsonReader(std::string_view text) : s_(text) {}
 
   // Reads one whole value.
   bool value(Json* out);
@@ -57,7 +59,7 @@ class JsonReader {
   bool number(Json* out);
   bool literal(const char* word);
 
-  const std::string& s_;
+  std::string_view s_;
   size_t pos_ = 0;
   int depth_ = 0;
   std::vector<bool> first_;  // per open container: no member read yet

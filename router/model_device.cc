@@ -1,10 +1,11 @@
 // Loading the model file, one list element at a time, and changing it.
 #include "router/model_device.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <time.h>
-
-#include <fstream>
-#include <sstream>
+#include <unistd.h>
 
 #include "platform/clock.h"
 #include "platform/codes.h"
@@ -58,21 +59,30 @@ bool readObject(JsonReader& r, const Section& s, tarn::message* obj,
 ModelDevice::ModelDevice() : startedMs_(tarn::nowMs()) {}
 
 bool ModelDevice::load(const std::string& file, std::string* error) {
-  std::ifstream in(file);
-  if (!in) {
+  // The file is mapped, not read: a model of a million routes is over
+  // 100 MB, and a copy of it would only double the peak memory.
+  int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat st;
+  if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    if (fd >= 0) close(fd);
     *error = "cannot read " + file;
     return false;
   }
-  std::stringstream ss;
-  ss << in.rdbuf();
-  if (!parse(ss.str(), error)) {
-    *error = file + ": " + *error;
+  const size_t size = static_cast<size_t>(st.st_size);
+  void* text = size ? mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0) : nullptr;
+  close(fd);
+  if (text == MAP_FAILED) {
+    *error = "cannot read " + file;
     return false;
   }
-  return true;
+  if (text) madvise(text, size, MADV_SEQUENTIAL);
+  bool ok = parse(std::string_view(static_cast<const char*>(text), size), error);
+  if (text) munmap(text, size);
+  if (!ok) *error = file + ":" + *error;
+  return ok;
 }
 
-bool ModelDevice::parse(const std::string& text, std::string* error) {
+bool ModelDevice::parse(std::string_view text, std::string* error) {
   JsonReader r(text);
   bool more = false;
   bool ok = r.enter('{');

@@ -12,6 +12,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "router/device.h"
 
@@ -20,10 +21,12 @@ namespace router {
 class ModelDevice : public Device {
  public:
   ModelDevice();
-  // Reads the model from file; false with a one-line *error.
+  // Reads the model from file; false with a one-line *error,
+  // "<file>:<line>: <reason>", and nothing loaded that may be served.
   bool load(const std::string& file, std::string* error);
-  // Reads the model from text (for load and tests).
-  bool parse(const std::string& text, std::string* error);
+  // Reads the model from text (for load and tests); *error is
+  // "<line>: <reason>".
+  bool parse(std::string_view text, std::string* error);
 
   const ItemList* list(Path p) override;
   bool settings(Path p, tarn::message* out) override;

@@ -1,5 +1,6 @@
-// The bus over real sockets: time-outs and late replies, malformed frames,
-// and a peer restarting under a kept connection and a subscription.
+// The bus over real sockets: time-outs and late replies, peers that die or
+// stall in the middle of an exchange, malformed frames, and a peer
+// restarting under a kept connection and a subscription.
 #include "platform/bus.h"
 
 #include <gtest/gtest.h>
@@ -56,6 +57,65 @@ TEST(Bus, TimeOutThenLateReplyIsDiscarded) {
   message m2 = request(kRaw, kCmdGetObj);
   EXPECT_EQ(222u, l.exchangeMessage(m2, 2000).get(u32_id(1), 0));
   close(conn);
+  close(lfd);
+}
+
+// A peer process takes the request and then goes away, or stops, in the
+// middle of its reply: the exchange ends with an error (at once when the
+// peer is gone, at the time-out when it is stopped), and the next exchange,
+// with a new peer, is answered.
+TEST(Bus, PeerDiesOrStallsMidExchange) {
+  enum Act { kDieBeforeReply, kDieMidFrame, kStall };
+  struct { Act act; unsigned code; bool waitsTimeout; } cases[] = {
+      {kDieBeforeReply, kErrNoService, false},
+      {kDieMidFrame, kErrNoService, false},
+      {kStall, kErrTimeout, true},
+  };
+  TempRoot root;
+  int lfd = rawListen(kRaw);
+  Looper l(kClient);
+  // A peer that accepts one connection and serves it as act says; answers
+  // (with 7) when act is -1.
+  auto peer = [lfd](int act) {
+    pid_t pid = fork();
+    if (pid != 0) return pid;
+    alarm(10);
+    int conn = accept(lfd, nullptr, nullptr);
+    for (message got; readFrame(conn, &got, 5000);) {
+      message reply = one(7);
+      for (int i = 0; i < 2000; ++i) reply[u32_array_id(2)].push_back(i);
+      reply.insert(u32_id(kFieldSeq), got.get(u32_id(kFieldSeq), 0));
+      reply.insert(bool_id(kFieldReply), true);
+      bytes frame;
+      wire::put32(frame, 0);
+      reply.appendFlat(frame);
+      wire::set32(frame, 0, static_cast<uint32_t>(frame.size() - 4));
+      if (act == kDieBeforeReply) raise(SIGKILL);
+      if (act == kStall) raise(SIGSTOP);
+      size_t n = act == kDieMidFrame ? frame.size() / 2 : frame.size();
+      if (write(conn, frame.data(), n) != static_cast<ssize_t>(n)) break;
+      if (act == kDieMidFrame) raise(SIGKILL);
+    }
+    _exit(0);
+  };
+  for (const auto& c : cases) {
+    pid_t bad = peer(c.act);
+    message m = request(kRaw, kCmdGetObj);
+    uint64_t start = nowMs();
+    message r = l.exchangeMessage(m, 400);
+    uint64_t took = nowMs() - start;
+    EXPECT_EQ(c.code, errorCode(r)) << c.act << " " << r;
+    EXPECT_TRUE(c.waitsTimeout ? took >= 390 : took < 390) << c.act << " " << took;
+    kill(bad, SIGKILL);
+    waitpid(bad, nullptr, 0);
+
+    pid_t good = peer(-1);
+    message again = request(kRaw, kCmdGetObj);
+    r = l.exchangeMessage(again, 3000);
+    EXPECT_EQ(7u, r.get(u32_id(1), 0)) << c.act << " " << r;
+    kill(good, SIGKILL);
+    waitpid(good, nullptr, 0);
+  }
   close(lfd);
 }
 

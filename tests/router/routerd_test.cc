@@ -194,14 +194,20 @@ TEST(ModelService, PagesObjectsGuardsAndLinkEvents) {
 
 TEST(ModelService, BrokenModelsAreRefusedWithTheirLine) {
   struct { const char* text; const char* error; } cases[] = {
-      {"{\"routes\": [{\"id\": 1}, {\"id\": 1}]}", "line 1: id 1 twice in \"routes\""},
-      {"{\"nat\": []}", "line 1: unknown section \"nat\""},
-      {"{\"routes\": [{\"dst\": \"10.0.0.256\"}]}", "line 1: bad value for \"dst\""},
-      {"{\"routes\": [{\"metric\": 1.5}]}", "line 1: only whole numbers are allowed"},
-      {"{\"scripts\": [\n{\"id\": 1},\n]}", "line 3: trailing ','"},
-      {"{\"clock\": {\"zone\": 1}}", "line 1: unknown field \"zone\""},
-      {"{\"health\": {\"temperature\": -2147483649}}", "line 1: bad value for \"temperature\""},
-      {"{} x", "line 1: text after the model"},
+      {"{\"routes\": [{\"id\": 1}, {\"id\": 1}]}", "1: id 1 twice in \"routes\""},
+      {"{\"nat\": []}", "1: unknown section \"nat\""},
+      {"{\"routes\": [{\"dst\": \"10.0.0.256\"}]}", "1: bad value for \"dst\""},
+      {"{\"routes\": [{\"metric\": 1.5}]}", "1: only whole numbers are allowed"},
+      {"{\"scripts\": [\n{\"id\": 1},\n]}", "3: trailing ','"},
+      {"{\"clock\": {\"zone\": 1}}", "1: unknown field \"zone\""},
+      {"{\"health\": {\"temperature\": -2147483649}}", "1: bad value for \"temperature\""},
+      {"{} x", "1: text after the model"},
+      // Cut short: inside a string, between objects, before the close.
+      {"{\"routes\": [\n{\"id\": 1},\n{\"id\": 2, \"dst\": \"10.0", "3: unterminated string"},
+      {"{\"routes\": [\n{\"id\": 1},\n", "3: unexpected end"},
+      {"{\"routes\": [\n{\"id\": 1}\n]", "3: expected ',' or '}'"},
+      {"", "1: expected '{'"},
+      {"\x89PNG\r\n", "1: expected '{'"},
   };
   for (const auto& c : cases) {
     tarn_test::TempRoot root;
@@ -209,7 +215,8 @@ TEST(ModelService, BrokenModelsAreRefusedWithTheirLine) {
     std::ofstream(file) << c.text;
     Routerd d(root.dir(), "--model " + file);
     EXPECT_EQ(1, d.end(0)) << c.text;
-    EXPECT_EQ("tarn-routerd: " + file + ": " + c.error + "\n", d.log()) << c.text;
+    EXPECT_EQ("tarn-routerd: " + file + ":" + c.error + "\n", d.log()) << c.text;
+    EXPECT_NE(0, access((root.dir() + "/tarn/run/bus/44.sock").c_str(), F_OK)) << c.text;
   }
 }
 
