@@ -45,9 +45,13 @@ void CacheUpdateTimeout::accessData() {
   unsigned now = cacheTimerHooks.ticks();
   lastAccess = now;
   if (cached) return;
-  filledAt = now;
   cached = true;  // before the fill: a failed fill is not retried at once
   updateCache();
+  // Age and idleness count from the end of the fill: a table that takes
+  // longer to fill than maxAge (a full routing table over a slow service)
+  // is then still served to the reads that follow, instead of being
+  // dropped at the first re-check and filled again for every walk.
+  filledAt = lastAccess = cacheTimerHooks.ticks();
   cacheTimerHooks.arm(this, accessTimeout);
   timerArmed = true;
 }

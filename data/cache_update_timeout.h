@@ -2,12 +2,13 @@
 //
 // A cache is filled on the first read and kept while it is read at least
 // once every `accessTimeout` clock ticks, and for at most `maxAge` ticks
-// after it was filled; a re-check timer armed with delay `accessTimeout`
-// drops it once it is idle or too old, and the next read fills it again.
-// Ticks are 100 Hz ticks of the monotonic clock, and all differences are
-// taken modulo 2^32, so the clock wrapping around is harmless. The cache is marked filled
-// before updateCache() runs and stays so even when the fill yields nothing:
-// a failed fill is not retried until the timer drops it.
+// after it was filled, both counted from the end of the fill; a re-check
+// timer armed with delay `accessTimeout` drops it once it is idle or too
+// old, and the next read fills it again. Ticks are 100 Hz ticks of the
+// monotonic clock, and all differences are taken modulo 2^32, so the clock
+// wrapping around is harmless. The cache is marked filled before
+// updateCache() runs and stays so even when the fill yields nothing: a
+// failed fill is not retried until the timer drops it.
 //
 // The clock and the timer are reached through cacheTimerHooks, so tests can
 // drive a manual clock and fire the timer by hand; the platform binding
@@ -37,7 +38,7 @@ class CacheUpdateTimeout {
 
  protected:
   unsigned lastAccess;     // ticks at the latest access
-  unsigned filledAt;       // ticks at the latest fill
+  unsigned filledAt;       // ticks at the end of the latest fill
   bool cached;             // the cache holds (possibly empty) data
   bool timerArmed;         // the re-check timer is pending
   unsigned accessTimeout;  // longest idle time; also the re-check delay

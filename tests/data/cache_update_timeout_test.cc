@@ -28,12 +28,14 @@ struct CountingProvider : SingleProvider {
   Data* getData() override {
     if (reentrant) inner.push_back(get());
     fills.push_back(now);
+    now += fillTicks;  // a slow service: the clock runs while it fills
     return yields ? new Data : nullptr;
   }
   bool setData(Data*) override { return true; }
   std::vector<unsigned> fills;
   std::vector<Data*> inner;
   bool yields, reentrant;
+  unsigned fillTicks = 0;
 };
 
 struct CacheRule : ::testing::Test {
@@ -101,6 +103,21 @@ TEST_F(CacheRule, RecheckDropsAtExactlyTheLimits) {
     EXPECT_EQ(p.fills.size(), c.kept ? 1u : 2u) << c.start << " " << c.check;
     armed = nullptr;
   }
+}
+
+// A fill slower than the age limit (a large table over a slow service)
+// counts its age and idleness from its end: the reads that follow it are
+// served from it until the limits pass again.
+TEST_F(CacheRule, AgeAndIdleCountFromTheEndOfTheFill) {
+  CountingProvider p;
+  p.fillTicks = 300;
+  now = 0;
+  p.get();
+  for (now = 310; now < 520; now += 10) {
+    if (armed && (now - armedAt) * 10 >= armedDelay) fire();
+    p.get();
+  }
+  EXPECT_EQ(p.fills, (std::vector<unsigned>{0, 500}));
 }
 
 // An empty fill is kept until dropped. A fill that reads its own provider
