@@ -19,7 +19,7 @@ constexpr unsigned kDisabled = 0xfe000a;  // bool: switched off
 
 // {20, 0}: the interface list, and its link-change events.
 namespace iface {
-const std::vector<unsigned> kPath{20, 0};
+inline const std::vector<unsigned> kPath{20, 0};
 constexpr unsigned kKind = 0x10001;        // u32: ifType/ifSpeed row
 constexpr unsigned kLinkFlags = 0x10002;   // u32: kNoLinkState
 constexpr unsigned kState = 0x10003;       // u32: state bits
@@ -50,7 +50,7 @@ constexpr unsigned kRememberedState = 0x10103;  // the bits a snapshot keeps
 
 // {20, 1}: IPv4 addresses.
 namespace address {
-const std::vector<unsigned> kPath{20, 1};
+inline const std::vector<unsigned> kPath{20, 1};
 constexpr unsigned kAddress = 1;    // be32
 constexpr unsigned kNetMask = 3;    // be32
 constexpr unsigned kInterface = 5;  // u32
@@ -58,7 +58,7 @@ constexpr unsigned kInterface = 5;  // u32
 
 // {20, 8}: the ARP table.
 namespace arp {
-const std::vector<unsigned> kPath{20, 8};
+inline const std::vector<unsigned> kPath{20, 8};
 constexpr unsigned kAddress = 1;          // be32
 constexpr unsigned kHardwareAddress = 2;  // raw
 constexpr unsigned kInterface = 3;        // u32
@@ -66,7 +66,7 @@ constexpr unsigned kInterface = 3;        // u32
 
 // {20, 9} and {20, 12}: the vendor address tables.
 namespace vendor21 {
-const std::vector<unsigned> kPath{20, 9};
+inline const std::vector<unsigned> kPath{20, 9};
 constexpr unsigned kName = 2;            // string
 constexpr unsigned kAddress3 = 101;      // be32
 constexpr unsigned kAddress4 = 103;      // be32
@@ -78,7 +78,7 @@ constexpr unsigned kFirstCounter = 300;  // u64
 constexpr unsigned kThirdCounter = 301;  // u32
 }  // namespace vendor21
 namespace vendor22 {
-const std::vector<unsigned> kPath{20, 12};
+inline const std::vector<unsigned> kPath{20, 12};
 constexpr unsigned kNumber = 1;          // u32
 constexpr unsigned kName = 2;            // string
 constexpr unsigned kLabel = 12;          // raw, NUL-padded
@@ -88,7 +88,7 @@ constexpr unsigned kFourthCounter = 201; // u32
 
 // {16, 3}: the bridge forwarding database.
 namespace fdb {
-const std::vector<unsigned> kPath{16, 3};
+inline const std::vector<unsigned> kPath{16, 3};
 constexpr unsigned kPort = 1;     // u32
 constexpr unsigned kAddress = 2;  // raw
 constexpr unsigned kStatic = 4;   // u32: 0 learned
@@ -97,7 +97,7 @@ constexpr unsigned kBridge = 5;   // u32: interface id of the bridge
 
 // {44, 1}: the routing table.
 namespace route {
-const std::vector<unsigned> kPath{44, 1};
+inline const std::vector<unsigned> kPath{44, 1};
 constexpr unsigned kDestination = 1;  // be32
 constexpr unsigned kMask = 2;         // be32
 constexpr unsigned kNextHop = 3;      // be32, of a route without gateways
@@ -111,10 +111,10 @@ constexpr unsigned kMetric = 8;       // u32
 // {24}: the system service. {24, 0} clock, {24, 1} identity, {24, 2}
 // resources (also the object a reboot SET writes).
 namespace sys {
-const std::vector<unsigned> kPath{24};
-const std::vector<unsigned> kClockPath{24, 0};
-const std::vector<unsigned> kIdentPath{24, 1};
-const std::vector<unsigned> kResourcesPath{24, 2};
+inline const std::vector<unsigned> kPath{24};
+inline const std::vector<unsigned> kClockPath{24, 0};
+inline const std::vector<unsigned> kIdentPath{24, 1};
+inline const std::vector<unsigned> kResourcesPath{24, 2};
 constexpr unsigned kReboot = 5;        // command to kPath
 constexpr unsigned kTime = 7;          // u32, seconds since the epoch (clock)
 constexpr unsigned kZoneOffset = 27;   // u32 two's complement, seconds east
@@ -129,7 +129,7 @@ constexpr unsigned kDiskFree = 11;     // u32, KiB
 
 // {65}: the installed software.
 namespace software {
-const std::vector<unsigned> kPath{65};
+inline const std::vector<unsigned> kPath{65};
 constexpr unsigned kIdentifier = 1;  // string
 constexpr unsigned kLevel = 4;       // u32
 constexpr unsigned kUpgrade = 9;     // u32
@@ -137,7 +137,7 @@ constexpr unsigned kUpgrade = 9;     // u32
 
 // {12, 1}: health.
 namespace health {
-const std::vector<unsigned> kPath{12, 1};
+inline const std::vector<unsigned> kPath{12, 1};
 constexpr unsigned kPowerSource = 12;     // u32
 constexpr unsigned kVoltage = 13;         // u32 two's complement
 constexpr unsigned kTemperature = 14;     // u32 two's complement, degrees
@@ -146,14 +146,14 @@ constexpr unsigned kCpuTemperature = 17;  // u32 two's complement, degrees
 
 // {48, 101}: scripts.
 namespace script {
-const std::vector<unsigned> kPath{48, 101};
+inline const std::vector<unsigned> kPath{48, 101};
 constexpr unsigned kName = 102;  // string
 constexpr unsigned kRun = 1;     // command field value: run, not change
 }  // namespace script
 
 // {10, 1}: neighbour discovery peers.
 namespace peer {
-const std::vector<unsigned> kPath{10, 1};
+inline const std::vector<unsigned> kPath{10, 1};
 constexpr unsigned kAddress = 1;          // be32
 constexpr unsigned kHardwareAddress = 2;  // raw
 constexpr unsigned kVersion = 6;          // string
