@@ -159,9 +159,7 @@ def test_bus_garbage(agent):
                          bus.tagged(bus.U32_ARRAY, bus.SRC): [999, 0],
                          bus.tagged(bus.U32, bus.SEQ): 5}).flatten()
 
-    def frame(body):
-        return struct.pack("=I", len(body)) + body
-
+    frame = lambda body: struct.pack("=I", len(body)) + body  # noqa: E731
     def garbage_round():
         for _ in range(100):  # malformed frames: each closes its connection
             body = bytearray(valid)
@@ -186,7 +184,7 @@ def test_bus_garbage(agent):
                 except (BrokenPipeError, ConnectionResetError):
                     pass
 
-    for _ in range(2):
+    for _ in range(2):  # warm-up
         garbage_round()
     rss0 = agent.rss_kb()
     for _ in range(4):

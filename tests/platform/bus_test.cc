@@ -33,13 +33,24 @@ unsigned errorCode(const message& r) {
   return isError(r, &code, nullptr) ? code : 0;
 }
 
+void reap(pid_t pid) {
+  kill(pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+}
+
+// Exchanges a request to service's get-one with id (if any) in ms.
+message ask(Looper& l, unsigned service, int ms, uint32_t id = 0) {
+  message m = request(service, kCmdGetObj);
+  if (id) m.insert(u32_id(kFieldObjId), id);
+  return l.exchangeMessage(m, ms);
+}
+
 TEST(Bus, TimeOutThenLateReplyIsDiscarded) {
   TempRoot root;
   int lfd = rawListen(kRaw);
   Looper l(kClient);
-  message m = request(kRaw, kCmdGetObj);
   uint64_t start = nowMs();
-  EXPECT_EQ(static_cast<unsigned>(kErrTimeout), errorCode(l.exchangeMessage(m, 150)));
+  EXPECT_EQ(static_cast<unsigned>(kErrTimeout), errorCode(ask(l, kRaw, 150)));
   EXPECT_GE(nowMs() - start, 140u);
   EXPECT_LT(nowMs() - start, 3000u);
 
@@ -48,14 +59,8 @@ TEST(Bus, TimeOutThenLateReplyIsDiscarded) {
   message got;
   ASSERT_TRUE(readFrame(conn, &got, 1000));
   uint32_t seq = got.get(u32_id(kFieldSeq), 0);
-  for (uint32_t s : {seq, seq + 1}) {
-    message reply = one(s == seq ? 111 : 222);
-    reply.insert(u32_id(kFieldSeq), s);
-    reply.insert(bool_id(kFieldReply), true);
-    writeFrame(conn, reply);
-  }
-  message m2 = request(kRaw, kCmdGetObj);
-  EXPECT_EQ(222u, l.exchangeMessage(m2, 2000).get(u32_id(1), 0));
+  for (uint32_t s : {seq, seq + 1}) writeFrame(conn, replyTo(s, one(s == seq ? 111 : 222)));
+  EXPECT_EQ(222u, ask(l, kRaw, 2000).get(u32_id(1), 0));
   close(conn);
   close(lfd);
 }
@@ -84,12 +89,7 @@ TEST(Bus, PeerDiesOrStallsMidExchange) {
     for (message got; readFrame(conn, &got, 5000);) {
       message reply = one(7);
       for (int i = 0; i < 2000; ++i) reply[u32_array_id(2)].push_back(i);
-      reply.insert(u32_id(kFieldSeq), got.get(u32_id(kFieldSeq), 0));
-      reply.insert(bool_id(kFieldReply), true);
-      bytes frame;
-      wire::put32(frame, 0);
-      reply.appendFlat(frame);
-      wire::set32(frame, 0, static_cast<uint32_t>(frame.size() - 4));
+      const bytes frame = frameOf(replyTo(got.get(u32_id(kFieldSeq), 0), reply));
       if (act == kDieBeforeReply) raise(SIGKILL);
       if (act == kStall) raise(SIGSTOP);
       size_t n = act == kDieMidFrame ? frame.size() / 2 : frame.size();
@@ -100,21 +100,16 @@ TEST(Bus, PeerDiesOrStallsMidExchange) {
   };
   for (const auto& c : cases) {
     pid_t bad = peer(c.act);
-    message m = request(kRaw, kCmdGetObj);
     uint64_t start = nowMs();
-    message r = l.exchangeMessage(m, 400);
+    message r = ask(l, kRaw, 400);
     uint64_t took = nowMs() - start;
     EXPECT_EQ(c.code, errorCode(r)) << c.act << " " << r;
     EXPECT_TRUE(c.waitsTimeout ? took >= 390 : took < 390) << c.act << " " << took;
-    kill(bad, SIGKILL);
-    waitpid(bad, nullptr, 0);
-
+    reap(bad);
     pid_t good = peer(-1);
-    message again = request(kRaw, kCmdGetObj);
-    r = l.exchangeMessage(again, 3000);
+    r = ask(l, kRaw, 3000);
     EXPECT_EQ(7u, r.get(u32_id(1), 0)) << c.act << " " << r;
-    kill(good, SIGKILL);
-    waitpid(good, nullptr, 0);
+    reap(good);
   }
   close(lfd);
 }
@@ -186,23 +181,14 @@ class Client : public Looper {
 
 pid_t startServer() {
   pid_t pid = fork();
-  if (pid == 0) {
-    alarm(20);
-    Server().run();
-    _exit(0);
-  }
+  if (pid == 0) { alarm(20); Server().run(); _exit(0); }
   return pid;
 }
 
 // Exchanges get-one until the server answers (it may still be starting).
 message askServer(Looper& l, uint32_t id) {
   message r;
-  uint64_t start = nowMs();
-  do {
-    message m = request(kServer, kCmdGetObj);
-    m.insert(u32_id(kFieldObjId), id);
-    r = l.exchangeMessage(m, 2000);
-  } while (isError(r) && nowMs() - start < 5000 && usleep(20000) == 0);
+  for (uint64_t until = nowMs() + 5000; isError(r = ask(l, kServer, 2000, id)) && nowMs() < until;) usleep(20000);
   return r;
 }
 
@@ -219,8 +205,7 @@ TEST(Bus, PeerRestartUnderKeptConnectionAndSubscription) {
   EXPECT_EQ(42u, r.get(u32_id(1), 0)) << r;
   EXPECT_EQ((std::vector<uint32_t>{kServer, 0}), r.get(u32_array_id(kFieldSrc)));
   c.subscribe(u32_vector(kServer, 0), kLinkCode, one(128, 0x10003));
-  kill(first, SIGKILL);
-  waitpid(first, nullptr, 0);
+  reap(first);
   pid_t second = startServer();
   r = askServer(c, 2);
   EXPECT_EQ(4u, r.get(u32_id(1), 0)) << r;
@@ -230,9 +215,7 @@ TEST(Bus, PeerRestartUnderKeptConnectionAndSubscription) {
   c.serveFor(3000);
   EXPECT_EQ(0x500u, c.notified.get(u32_id(0x10003), 0)) << c.notified;
   EXPECT_EQ((std::vector<uint32_t>{kClient, 0}), c.notified.get(u32_array_id(kFieldDst)));
-
-  kill(second, SIGKILL);
-  waitpid(second, nullptr, 0);
+  reap(second);
 }
 
 }  // namespace

@@ -47,12 +47,25 @@ inline message request(unsigned service, unsigned cmd) {
   return m;
 }
 
-inline void writeFrame(int fd, const message& m) {
+// m as a frame: its length, then its flat bytes.
+inline bytes frameOf(const message& m) {
   bytes frame;
   wire::put32(frame, 0);
   m.appendFlat(frame);
   wire::set32(frame, 0, static_cast<uint32_t>(frame.size() - 4));
+  return frame;
+}
+
+inline void writeFrame(int fd, const message& m) {
+  const bytes frame = frameOf(m);
   ASSERT_EQ(static_cast<ssize_t>(frame.size()), write(fd, frame.data(), frame.size()));
+}
+
+// A reply to seq holding m's fields.
+inline message replyTo(uint32_t seq, message m) {
+  m.insert(u32_id(kFieldSeq), seq);
+  m.insert(bool_id(kFieldReply), true);
+  return m;
 }
 
 // Reads one frame within ms; false on time-out or end.

@@ -58,11 +58,7 @@ TEST(Paths, UnderARootOrInTheSystemsDirectories) {
       {nullptr, "/tarn/storeroom/x", "/tarn/storeroom/x"},
   };
   for (const auto& r : rows) {
-    if (r.root) {
-      setenv("TARN_ROOT", r.root, 1);
-    } else {
-      unsetenv("TARN_ROOT");
-    }
+    r.root ? setenv("TARN_ROOT", r.root, 1) : unsetenv("TARN_ROOT");
     EXPECT_EQ(r.mapped, rootPath(r.path)) << (r.root ? r.root : "(unset)") << " " << r.path;
   }
   unsetenv("TARN_ROOT");

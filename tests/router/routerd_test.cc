@@ -268,7 +268,6 @@ TEST(HostService, ListsAsTheKernelHasThem) {
       {44, 1, kCmdGetAll, "u32:1=@10.50.0.0 u32:7=4"},
       {44, 1, kCmdGetAll, "u32:1=@10.60.0.0 u32[]:4=[@10.1.0.9,@10.1.0.10] u32:7=3"},
       {24, 1, kCmdSet, "u32:0xff0005=0xff0013"},  // a new name: denied
-      {24, 0, 5, "u32:0xff0005=0xff0013"},        // reboot: denied
   };
   for (const auto& r : rows) expectHolds(d, r.svc, r.handler, r.cmd, 0, expand(r.fields));
   EXPECT_EQ(0, d.end(SIGTERM)) << d.log();

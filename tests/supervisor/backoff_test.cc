@@ -4,15 +4,13 @@
 #include "supervisor/backoff.h"
 
 #include <errno.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <string.h>
 
 #include <vector>
 
 #include "supervisor/agent_output.h"
-
-#include <signal.h>
-#include <string.h>
-
-#include <gtest/gtest.h>
 
 namespace supervisor {
 namespace {

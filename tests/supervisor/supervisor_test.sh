@@ -42,19 +42,16 @@ sleep 1.5
   bad "agent not started once with its socket: $(cat "$starts")"
 
 echo "== a bus command starts the agent; crashes restart it after 0.1 s, 0.2 s, 0.4 s"
-pid=$(ask 0x79)   # answered, and the agent stays up now to be killed
-grep -q "^agent $pid activated$" "$starts" || bad "on-demand agent: answered by '$pid'"
-kill -KILL "$pid"
-wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.1 s"
-restarted "$pid"
-pid=$(ask 0x79)
-kill -KILL "$pid"
-wait_log "tarn-snmpd (pid $pid) killed by signal 9 (Killed); restarting in 0.2 s"
-restarted "$pid"
-pid=$(ask 0x79)
-ask 0x78 3000 >/dev/null
-wait_log "tarn-snmpd (pid $pid) exited with status 3; restarting in 0.4 s"
-restarted "$pid"
+for delay in 0.1 0.2 0.4; do
+  pid=$(ask 0x79)   # answered, and the agent stays up now to be ended
+  if [ "$delay" = 0.1 ]; then
+    grep -q "^agent $pid activated$" "$starts" || bad "on-demand agent: answered by '$pid'"
+  fi
+  if [ "$delay" = 0.4 ]; then ask 0x78 3000 >/dev/null; how="exited with status 3"
+  else kill -KILL "$pid"; how="killed by signal 9 (Killed)"; fi
+  wait_log "tarn-snmpd (pid $pid) $how; restarting in $delay s"
+  restarted "$pid"
+done
 [ -n "$(ask get)" ] || bad "agent does not serve after exiting with status 3"
 
 echo "== an agent ending at once with status 0 is restarted, not left waiting"
