@@ -62,6 +62,13 @@ int connectTo(const std::string& path) {
 
 }  // namespace
 
+namespace {
+
+// Input buffers up to this size are kept between frames.
+constexpr size_t kKeptInput = 16384;
+
+}  // namespace
+
 struct Bus::Conn {
   uint64_t id;
   int fd;
@@ -251,12 +258,10 @@ void Bus::close(Conn* c, const std::string& why) {
 
 bool Bus::readIn(Conn* c) {
   // One buffer for every read: growing the input by a zero-filled chunk
-  // per read would cost more than the read itself.
-  static uint8_t chunk[65536];
-  if (c->inStart > 0 && c->inStart == c->in.size()) {
-    c->in.clear();
-    c->inStart = 0;
-  } else if (c->inStart > (c->in.size() >> 1)) {
+  // per read would cost more than the read itself. Small, since its pages
+  // stay with the process once touched: a large frame takes a few reads.
+  static uint8_t chunk[16384];
+  if (c->inStart > (c->in.size() >> 1)) {
     c->in.erase(c->in.begin(), c->in.begin() + c->inStart);
     c->inStart = 0;
   }
@@ -312,8 +317,20 @@ int Bus::nextFrame(Conn* c, message* m) {
   if (len > kMaxFrame) return -1;
   if (have - 4 < len) return 0;
   const uint8_t* p = c->in.data() + c->inStart + 4;
+  const bool parsed = message::parse(p, len, m);
   c->inStart += 4 + static_cast<size_t>(len);
-  return message::parse(p, len, m) ? 1 : -1;
+  if (c->inStart == c->in.size()) {
+    // All consumed. A burst of large frames (a big table's pages) leaves a
+    // large buffer: give it back rather than hold it for the life of the
+    // connection.
+    if (c->in.capacity() > kKeptInput) {
+      bytes().swap(c->in);
+    } else {
+      c->in.clear();
+    }
+    c->inStart = 0;
+  }
+  return parsed ? 1 : -1;
 }
 
 bool Bus::send(unsigned service, const message& m) {
