@@ -2,6 +2,7 @@
 // and the blocking exchange.
 #include "platform/bus.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -257,19 +258,40 @@ void Bus::close(Conn* c, const std::string& why) {
 }
 
 bool Bus::readIn(Conn* c) {
-  // One buffer for every read: growing the input by a zero-filled chunk
-  // per read would cost more than the read itself. Small, since its pages
-  // stay with the process once touched: a large frame takes a few reads.
-  static uint8_t chunk[16384];
+  // Small reads go through one static buffer: growing the input by a
+  // zero-filled chunk per read would cost more than the read itself. Small,
+  // since its pages stay with the process once touched.
+  static uint8_t chunk[kKeptInput];
+  // The rest of a large frame whose length is known is read straight into
+  // the input, at most this much at a time, so that a peer announcing a
+  // huge frame gets no more memory than it sends.
+  const size_t kDirectStep = 1u << 20;
   if (c->inStart > (c->in.size() >> 1)) {
     c->in.erase(c->in.begin(), c->in.begin() + c->inStart);
     c->inStart = 0;
   }
   for (;;) {
-    ssize_t n = ::read(c->fd, chunk, sizeof chunk);
+    size_t have = c->in.size() - c->inStart;
+    size_t missing = 0;
+    if (have >= 4) {
+      uint32_t len = wire::get32(c->in.data() + c->inStart);
+      if (len <= kMaxFrame && have - 4 < len) missing = len - (have - 4);
+    }
+    ssize_t n;
+    size_t asked;
+    if (missing > sizeof chunk) {
+      asked = std::min(missing, kDirectStep);
+      size_t old = c->in.size();
+      c->in.resize(old + asked);
+      n = ::read(c->fd, c->in.data() + old, asked);
+      c->in.resize(old + (n > 0 ? static_cast<size_t>(n) : 0));
+    } else {
+      asked = sizeof chunk;
+      n = ::read(c->fd, chunk, sizeof chunk);
+      if (n > 0) c->in.insert(c->in.end(), chunk, chunk + n);
+    }
     if (n > 0) {
-      c->in.insert(c->in.end(), chunk, chunk + n);
-      if (static_cast<size_t>(n) < sizeof chunk) return true;
+      if (static_cast<size_t>(n) < asked) return true;
       continue;
     }
     if (n == 0) return false;
