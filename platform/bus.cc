@@ -263,9 +263,9 @@ bool Bus::readIn(Conn* c) {
   // since its pages stay with the process once touched.
   static uint8_t chunk[kKeptInput];
   // The rest of a large frame whose length is known is read straight into
-  // the input, at most this much at a time, so that a peer announcing a
-  // huge frame gets no more memory than it sends.
-  const size_t kDirectStep = 1u << 20;
+  // the input, at most this much at a time, so that the input grows with
+  // what the peer really sends, not with the length it announces.
+  const size_t kDirectStep = 65536;
   if (c->inStart > (c->in.size() >> 1)) {
     c->in.erase(c->in.begin(), c->in.begin() + c->inStart);
     c->inStart = 0;
