@@ -218,12 +218,8 @@ bool exchange(const Options& opts, uint32_t handler, uint32_t cmd, message& m,
   m.insert(tarn::u32_array_id(tarn::kFieldDst), tarn::u32_vector(kAgent, handler));
   m.insert(tarn::u32_id(tarn::kFieldCmd), cmd);
   *reply = tarn::getLooper()->exchangeMessage(m, opts.timeoutMs);
-  unsigned code = 0;
-  std::string text;
-  if (!tarn::isError(*reply, &code, &text)) return false;
-  char hex[16];
-  snprintf(hex, sizeof hex, "0x%x", code);
-  std::cout << "error " << hex << ": " << text << "\n";
+  if (!tarn::isError(*reply)) return false;
+  printErrorReply(opts, m, *reply);
   return true;
 }
 
