@@ -41,7 +41,8 @@ void usage(std::ostream& os) {
   }
   os << "\n\n" << kExamples
      << "\nExit status: 0 success, 1 error reply (time-out and absent service\n"
-     << "included), 2 usage error. The bus root is $TARN_ROOT (default /).\n";
+     << "included), 2 usage error or a change refused before it was sent. The\n"
+     << "bus root is $TARN_ROOT (default /).\n";
 }
 
 }  // namespace
