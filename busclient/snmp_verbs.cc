@@ -1,6 +1,7 @@
 // tarnctl snmp ...: friendly verbs for the SNMP agent (service 161): its
 // settings (handler 0), its communities (handler 1), its trap generators
-// and test events. Every verb reads what it needs from the
+// and test events, and the export and import of all of it
+// (busclient/snmp_transfer.h). Every verb reads what it needs from the
 // agent first and checks the whole change against the rules of
 // busclient/snmp_keys.h; a refused change is never sent.
 #include "busclient/snmp_verbs.h"
@@ -15,6 +16,7 @@
 #include "busclient/fields.h"
 #include "busclient/snmp_agent.h"
 #include "busclient/snmp_keys.h"
+#include "busclient/snmp_transfer.h"
 #include "busclient/udp_port.h"
 #include "platform/codes.h"
 #include "security/community_fields.h"
@@ -337,7 +339,8 @@ int event(const Options& opts, const std::vector<std::string>& args) {
 const char kSnmpArgs[] =
     "show | set KEY=VALUE... | communities | generators\n"
     "       | community add NAME [KEY=VALUE...] | community set NAME|ID KEY=VALUE...\n"
-    "       | community remove NAME|ID | event OID TYPE [VALUE]";
+    "       | community remove NAME|ID | event OID TYPE [VALUE]\n"
+    "       | export [--passwords] | import [--dry-run] FILE|-";
 
 const char kSnmpSummary[] =
     "the SNMP agent's settings, communities, trap generators and events.\n"
@@ -349,7 +352,9 @@ const char kSnmpSummary[] =
     "      community keys: name= read=yes|no write=yes|no address=IP netmask=IP\n"
     "        security=none|auth|priv auth-protocol=md5|sha|sha224|sha256|sha384|sha512\n"
     "        auth-password= priv-password= (8 characters or more) priv-protocol=des|aes\n"
-    "      event TYPE: integer string null oid ipaddress counter timeticks";
+    "      event TYPE: integer string null oid ipaddress counter timeticks\n"
+    "      export: settings and communities as JSON, passwords only with --passwords;\n"
+    "        import: makes the agent match the file, all or nothing";
 
 int verbSnmp(const Options& opts, const std::vector<std::string>& args) {
   const std::string what = args.empty() ? "" : args[0];
@@ -359,6 +364,8 @@ int verbSnmp(const Options& opts, const std::vector<std::string>& args) {
   if (what == "community") return community(opts, args);
   if (what == "generators" && args.size() == 1) return generators(opts);
   if (what == "event") return event(opts, args);
+  if (what == "export") return exportAgent(opts, args);
+  if (what == "import") return importAgent(opts, args);
   return refuse(std::string("usage: tarnctl snmp ") + kSnmpArgs);
 }
 
