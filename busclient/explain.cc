@@ -45,9 +45,10 @@ std::string socketNote(uint32_t service) {
   const std::string path = tarn::busSocketPath(service);
   const char* root = getenv("TARN_ROOT");
   struct stat st;
-  std::string note = stat(path.c_str(), &st) == 0
-                         ? path + " refuses the connection (service not running, or not yours to reach)"
-                         : "nothing listens at " + path;
+  std::string note =
+      stat(path.c_str(), &st) == 0
+          ? path + " refuses the connection (service not running, or not yours to reach)"
+          : "nothing listens at " + path;
   if (root && *root) return note + "; TARN_ROOT=" + root;
   return note + "; TARN_ROOT is unset: set it to the root the services run under, "
                 "e.g. TARN_ROOT=.run/root in the source tree after scripts/run";

@@ -421,6 +421,11 @@ bool checkCommunity(const message& c, std::string* err) {
   return true;
 }
 
+message mergeFields(message base, const message& change) {
+  for (const message::field& f : change.fields()) base.insertTagged(f.id, f.v);
+  return base;
+}
+
 message communityDefaults() {
   message m;
   m.insert(communityf::NAME, std::string());

@@ -96,6 +96,10 @@ bool findNamed(const std::vector<Named>& objects, const std::string& ref,
 // after a change: a name, and the passwords its security level needs.
 bool checkCommunity(const tarn::message& community, std::string* err);
 
+// `base` with every field of `change` put in (replacing those present):
+// an object as it will be after a change.
+tarn::message mergeFields(tarn::message base, const tarn::message& change);
+
 // A community's fields as the agent holds a fresh one before any key is
 // set (security/community_keep.h's Item defaults).
 tarn::message communityDefaults();

@@ -75,7 +75,8 @@ bool readObject(const JsonValue& object, const std::vector<Key>& keys, const Nam
     const std::string& name = member.first;
     if (id && name == "id") {
       if (member.second.type != JsonValue::kNumber || member.second.number > kLastId) {
-        *err = where + ": id=" + compact(member.second) + ": expected a number from 0 to 4294967294";
+        *err = where + ": id=" + compact(member.second) +
+               ": expected a number from 0 to 4294967294";
         return false;
       }
       id->hasId = true;
@@ -84,24 +85,20 @@ bool readObject(const JsonValue& object, const std::vector<Key>& keys, const Nam
     }
     const Key* k = findKey(keys, name);
     if (!k || (!id && name == kBootsKey)) {
-      *err = where + ": " + (k ? "engine-boots is the agent's count of its starts; it is not imported"
-                               : "unknown key " + name);
+      *err = where + ": " +
+             (k ? "engine-boots is the agent's count of its starts; it is not imported"
+                : "unknown key " + name);
       return false;
     }
     std::string rule;
     if (!readJson(*k, member.second, names, m, &rule)) {
-      *err = where + ": " + name + (k->kind == KeyKind::kPassword ? "" : "=" + compact(member.second)) +
-             ": " + rule;
+      const std::string value = k->kind == KeyKind::kPassword ? "" : "=" + compact(member.second);
+      *err = where + ": " + name + value + ": " + rule;
       return false;
     }
     if (k->kind == KeyKind::kPassword && id) id->passwords = true;
   }
   return true;
-}
-
-message merged(message base, const message& change) {
-  for (const message::field& f : change.fields()) base.insertTagged(f.id, f.v);
-  return base;
 }
 
 bool same(const message& a, const message& b) {
@@ -136,7 +133,9 @@ bool readCommunities(const JsonValue& list, const Agent& now, std::vector<Planne
     const JsonValue* name = list.items[i].get("name");
     p.where = "communities[" + std::to_string(i) + "]" +
               (name && name->type == JsonValue::kString ? " " + quoted(name->text) : "");
-    if (!readObject(list.items[i], communityKeys(), Names(), p.where, &p.given, &p, err)) return false;
+    if (!readObject(list.items[i], communityKeys(), Names(), p.where, &p.given, &p, err)) {
+      return false;
+    }
     if (!p.given.has(communityf::NAME)) {
       *err = p.where + ": no name";
       return false;
@@ -171,9 +170,9 @@ bool readCommunities(const JsonValue& list, const Agent& now, std::vector<Planne
     // same community: same id and same name.
     message fresh;
     fresh.insert(tarn::u32_id(tarn::kFieldObjId), p.id);
-    fresh = merged(fresh, communityDefaults());
+    fresh = mergeFields(fresh, communityDefaults());
     const bool sameOne = p.current && nameOf(*p.current) == nameOf(p.given);
-    p.final = merged(sameOne ? *p.current : fresh, p.given);
+    p.final = mergeFields(sameOne ? *p.current : fresh, p.given);
     std::string rule;
     if (!checkCommunity(p.final, &rule)) {
       *err = p.where + ": " + rule +
@@ -220,9 +219,11 @@ bool plan(const JsonValue& doc, const Agent& now, std::vector<Step>* steps, std:
            "every event source, keep only the start trap ([\"start-trap\"])";
     return false;
   }
-  const uint32_t trapId = merged(now.settings, set).get(snmpf::TRAP_COMMUNITY_ID, snmpf::NO_COMMUNITY);
-  if (communities && trapId != snmpf::NO_COMMUNITY &&
-      std::none_of(planned.begin(), planned.end(), [&](const Planned& p) { return p.id == trapId; })) {
+  const uint32_t trapId =
+      mergeFields(now.settings, set).get(snmpf::TRAP_COMMUNITY_ID, snmpf::NO_COMMUNITY);
+  const bool trapKept = std::any_of(planned.begin(), planned.end(),
+                                    [&](const Planned& p) { return p.id == trapId; });
+  if (communities && trapId != snmpf::NO_COMMUNITY && !trapKept) {
     *err = "the traps go out with community " + std::to_string(trapId) +
            " (trap-community), which the file's communities leave out; name another, or none";
     return false;
@@ -258,7 +259,8 @@ bool plan(const JsonValue& doc, const Agent& now, std::vector<Step>* steps, std:
     m.insert(tarn::u32_id(tarn::kFieldObjId), p.id);
     m.insert(communityf::NAME, temporary);
     steps->push_back({kCommunitiesHandler, tarn::kCmdSetObj, m,
-                      "rename community " + std::to_string(p.id) + " " + quoted(temporary) + " for now"});
+                      "rename community " + std::to_string(p.id) + " " + quoted(temporary) +
+                          " for now"});
   }
   for (const Planned& p : planned) {
     if (!p.current || same(p.final, *p.current)) continue;
@@ -270,7 +272,7 @@ bool plan(const JsonValue& doc, const Agent& now, std::vector<Step>* steps, std:
     steps->push_back({kCommunitiesHandler, tarn::kCmdAddObj, p.final,
                       "add community " + std::to_string(p.id) + " " + quoted(nameOf(p.final))});
   }
-  if (!same(merged(now.settings, set), now.settings)) {
+  if (!same(mergeFields(now.settings, set), now.settings)) {
     steps->push_back({kSettingsHandler, tarn::kCmdSet, set, "change the settings"});
   }
   return true;

@@ -46,12 +46,6 @@ int done(const Options& opts, const message& reply) {
   return kExitOk;
 }
 
-// Copies every field of `change` into `base` (replacing those present).
-message merged(message base, const message& change) {
-  for (const message::field& f : change.fields()) base.insertTagged(f.id, f.v);
-  return base;
-}
-
 // Whether a KEY=VALUE word among args[first..] sets `key`.
 bool sets(const std::vector<std::string>& args, size_t first, const std::string& key) {
   for (size_t i = first; i < args.size(); ++i) {
@@ -131,7 +125,8 @@ int communities(const Options& opts) {
   return kExitOk;
 }
 
-const char kCommunityUsage[] = "community add NAME [KEY=VALUE...] | set NAME|ID KEY=VALUE... | remove NAME|ID";
+const char kCommunityUsage[] =
+    "community add NAME [KEY=VALUE...] | set NAME|ID KEY=VALUE... | remove NAME|ID";
 
 // The community that args[2] names, by name or id, among `list`.
 const message* pick(const std::vector<message>& list, const std::string& ref, std::string* err) {
@@ -171,7 +166,7 @@ int community(const Options& opts, const std::vector<std::string>& args) {
     m.insert(communityf::NAME, args[2]);
     if (readWords(communityKeys(), args, 3, Names(), &m, &err)) {
       err = nameTaken(list, m, snmpf::NO_COMMUNITY);
-      if (err.empty()) checkCommunity(merged(communityDefaults(), m), &err);
+      if (err.empty()) checkCommunity(mergeFields(communityDefaults(), m), &err);
     }
     if (!err.empty()) return refuse((args[2].empty() ? "" : "community " + args[2] + ": ") + err);
     if (!askAgent(opts, kCommunitiesHandler, tarn::kCmdAddObj, m, &reply)) return kExitErrorReply;
@@ -190,7 +185,7 @@ int community(const Options& opts, const std::vector<std::string>& args) {
   } else {
     if (readWords(communityKeys(), args, 3, Names(), &m, &err)) {
       err = nameTaken(list, m, id);
-      if (err.empty()) checkCommunity(merged(*current, m), &err);
+      if (err.empty()) checkCommunity(mergeFields(*current, m), &err);
     }
     if (!err.empty()) return refuse("community " + args[2] + ": " + err);
   }
@@ -277,7 +272,8 @@ bool validValue(uint32_t type, const std::string& v) {
   errno = 0;
   char* end = nullptr;
   const long long n = strtoll(v.c_str(), &end, 10);
-  const bool whole = !v.empty() && *end == '\0' && errno == 0 && !isspace(static_cast<unsigned char>(v[0]));
+  const bool whole = !v.empty() && *end == '\0' && errno == 0 &&
+                     !isspace(static_cast<unsigned char>(v[0]));
   in_addr ip;
   switch (type) {
     case 0x02: return whole && n >= -2147483648LL && n <= 2147483647LL;

@@ -67,7 +67,8 @@ LINES = [
     (["snmp", "set", "contact=changed", "trap-generators=12345"], 2,
      "tarnctl snmp: trap-generators=12345: no trap generator has the name or id 12345 (tarnctl "
      "snmp generators lists them)"),
-    (["snmp", "set", "trap-version=2"], 2, "tarnctl snmp: trap-version=2: expected one of v1, v2c, v3"),
+    (["snmp", "set", "trap-version=2"], 2,
+     "tarnctl snmp: trap-version=2: expected one of v1, v2c, v3"),
     (["snmp", "community", "set", "mallow", "netmask=255.0.255.0"], 2,
      "tarnctl snmp: community mallow: netmask=255.0.255.0: a netmask is ones, then zeros "
      "(255.255.255.0, not 255.0.255.0); the agent would admit addresses no one meant"),
@@ -113,7 +114,8 @@ LINES = [
 ]
 
 
-@pytest.mark.parametrize("args,status,line", LINES, ids=lambda v: " ".join(v) if isinstance(v, list) else "")
+@pytest.mark.parametrize("args,status,line", LINES,
+                         ids=lambda v: " ".join(v) if isinstance(v, list) else "")
 def test_mistakes_are_refused_with_one_line_and_change_nothing(world, args, status, line):
     path = bad_import(world)
     before = world.export()
@@ -190,7 +192,7 @@ def test_export_and_import_restore_a_configured_agent_exactly(world):
 
 
 def test_every_program_prints_the_one_version():
-    programs = [os.environ[p] for p in ("E2E_DAEMON", "E2E_ROUTERD", "E2E_SUPERVISOR", "E2E_TARNCTL")]
-    for program in programs:
+    for program in (os.environ[p] for p in ("E2E_DAEMON", "E2E_ROUTERD", "E2E_SUPERVISOR",
+                                            "E2E_TARNCTL")):
         out = subprocess.run([program, "--version"], capture_output=True, text=True).stdout
         assert out == "%s %s\n" % (os.path.basename(program), os.environ["E2E_VERSION"])
