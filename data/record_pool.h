@@ -85,7 +85,7 @@ class RecordList {
 
  private:
   static constexpr size_t kBlockBytes = 64 * 1024;
-  static constexpr size_t kPerBlock = kBlockBytes / sizeof(Data*);
+  static constexpr size_t kPerBlock = kBlockBytes / sizeof(void*);
 
   std::vector<Data**> blocks_;
   size_t size_ = 0;

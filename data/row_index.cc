@@ -14,6 +14,9 @@
 
 namespace {
 
+// A record pointer's bytes in the arena.
+constexpr size_t kPointerBytes = sizeof(void*);
+
 // The order-keeping code of one arc: below 248 the arc itself; otherwise
 // 247 + n followed by the arc in n big-endian bytes, n = 1 to 4 the fewest
 // that hold it. A larger arc gets a larger first byte or, with the same
@@ -75,7 +78,7 @@ RowIndex::Entry RowIndex::entry(uint32_t ref) const {
   Entry e;
   e.key = p + head;
   e.keyLength = length;
-  memcpy(&e.record, p + head + length, sizeof e.record);
+  memcpy(&e.record, p + head + length, kPointerBytes);
   return e;
 }
 
@@ -83,7 +86,7 @@ uint32_t RowIndex::following(uint32_t ref) const {
   Entry e = entry(ref);
   uint32_t chunk = ref >> kChunkBits;
   size_t end = static_cast<size_t>(e.key + e.keyLength - chunks_[chunk]) +
-               sizeof(Data*);
+               kPointerBytes;
   if (end < chunkEnds_[chunk]) return chunk << kChunkBits | static_cast<uint32_t>(end);
   return (chunk + 1) << kChunkBits;
 }
@@ -93,7 +96,7 @@ void RowIndex::append(const OID& key, Data* d) {
   if (scratch_.size() > kMaxKeyBytes) scratch_.clear();
   size_t length = scratch_.size();
   size_t head = length < 0x80 ? 1 : 2;
-  size_t size = head + length + sizeof d;
+  size_t size = head + length + kPointerBytes;
   if (chunks_.empty() || chunkEnds_.back() + size > kChunkSize) {
     chunks_.push_back(static_cast<uint8_t*>(bulkAllocate(kChunkSize)));
     chunkEnds_.push_back(0);
@@ -114,7 +117,7 @@ void RowIndex::append(const OID& key, Data* d) {
     p[1] = static_cast<uint8_t>(length & 0x7F);
   }
   memcpy(p + head, scratch_.data(), length);
-  memcpy(p + head + length, &d, sizeof d);
+  memcpy(p + head + length, &d, kPointerBytes);
   chunkEnds_.back() += static_cast<uint32_t>(size);
   if (appended_ == settled_) pending_ = ref;
   ++appended_;
