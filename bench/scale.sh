@@ -4,6 +4,8 @@
 #
 #   bench/scale.sh BUILD_DIR OUT_DIR "1000 10000 ..." MODEL_ROUTES
 #
+# (SCALE_TARN_ONLY=1 leaves snmpd out, to measure tarn-snmpd again alone.)
+#
 # For each size N: N routes go into the namespace's kernel table with
 # `ip -batch`; tarn-snmpd (over tarn-routerd --host) and Debian's snmpd are
 # each started fresh and asked, one after the other:
@@ -149,10 +151,17 @@ measure() {
     "walk_error=\"$(tail -1 "$work/walk.err" 2>/dev/null | tr -d '"')\"" | tee -a "$raw"
 }
 
+# The routes go through v0; taking the link away takes a million routes
+# away at once, where `ip route flush` gives up after a minute.
+fresh_link() {
+  ip link del v0 2>/dev/null || true
+  ip link add v0 type veth peer v1
+  ip link set v0 up; ip link set v1 up
+  ip addr add 10.9.0.1/16 dev v0
+}
+
 ip link set lo up
-ip link add v0 type veth peer v1
-ip link set v0 up; ip link set v1 up
-ip addr add 10.9.0.1/16 dev v0
+fresh_link
 {
   echo "# scale: $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)," \
     "$(awk '/MemTotal/ {print int($2 / 1024)}' /proc/meminfo) MB"
@@ -161,7 +170,7 @@ ip addr add 10.9.0.1/16 dev v0
 } | tee -a "$raw"
 
 for n in $sizes; do
-  ip route flush proto static
+  fresh_link
   # N /24 routes from 100.0.0.0 on, all via one gateway on v0.
   awk -v n="$n" 'BEGIN { for (i = 0; i < n; i++) { a = 1677721600 + i * 256;
     printf "route add %d.%d.%d.0/24 via 10.9.0.2 dev v0 proto static\n",
@@ -171,11 +180,13 @@ for n in $sizes; do
   start_tarn --host
   measure tarn-host "$n" $TARN_PORT mallow "$TARN_PID" "$ROUTERD_PID"
   stop "$TARN_PID" "$ROUTERD_PID"
-  start_snmpd
-  measure snmpd "$n" $SNMPD_PORT public "$SNMPD_PID"
-  stop "$SNMPD_PID"
+  if [ -z "${SCALE_TARN_ONLY:-}" ]; then
+    start_snmpd
+    measure snmpd "$n" $SNMPD_PORT public "$SNMPD_PID"
+    stop "$SNMPD_PID"
+  fi
 done
-ip route flush proto static
+ip link del v0
 
 if [ "$model_routes" != 0 ]; then
   m="$work/model.json"

@@ -8,6 +8,7 @@
 #include "busclient/fields.h"
 #include "busclient/verbs.h"
 #include "platform/looper.h"
+#include "version.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ const char kExamples[] =
     "  tarnctl --json send 24/2 getobj             resources, as JSON\n";
 
 void usage(std::ostream& os) {
-  os << "usage: tarnctl [--json] [--timeout MS] VERB ARGS...\n\nVerbs:\n";
+  os << "usage: tarnctl [--json] [--timeout MS] VERB ARGS...\n"
+     << "       tarnctl --version\n\nVerbs:\n";
   for (const tarnctl::Verb& v : tarnctl::verbs()) {
     std::string head = std::string(v.name) + " " + v.args;
     os << "  " << head << "\n      " << v.summary << "\n";
@@ -39,7 +41,8 @@ void usage(std::ostream& os) {
   }
   os << "\n\n" << kExamples
      << "\nExit status: 0 success, 1 error reply (time-out and absent service\n"
-     << "included), 2 usage error. The bus root is $TARN_ROOT (default /).\n";
+     << "included), 2 usage error or a change refused before it was sent. The\n"
+     << "bus root is $TARN_ROOT (default /).\n";
 }
 
 }  // namespace
@@ -60,6 +63,9 @@ int main(int argc, char** argv) {
       opts.timeoutMs = static_cast<int>(ms);
     } else if (a == "--help" || a == "-h") {
       usage(std::cout);
+      return tarnctl::kExitOk;
+    } else if (a == "--version") {
+      std::cout << "tarnctl " << kTarnVersion << "\n";
       return tarnctl::kExitOk;
     } else {
       std::cerr << "tarnctl: unknown option " << a << "\n";

@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "busclient/explain.h"
 #include "busclient/fields.h"
 #include "busclient/json.h"
 #include "busclient/snmp_verbs.h"
@@ -38,29 +39,29 @@ message exchange(const Options& opts, const std::vector<uint32_t>& path,
   return tarn::getLooper()->exchangeMessage(request, opts.timeoutMs);
 }
 
-void printError(const Options& opts, unsigned code, const std::string& text,
-                const message& body) {
+void printError(const Options& opts, const message& request, unsigned code,
+                const std::string& text, const message& body) {
+  const std::string explained = explainError(request, code, text);
   if (opts.json) {
     std::cout << "{\"ok\":false,\"error\":{\"code\":" << code << ",\"text\":";
     writeJsonString(std::cout, text);
+    if (explained != text) {
+      std::cout << ",\"note\":";
+      writeJsonString(std::cout, explained);
+    }
     std::cout << "},\"fields\":";
     writeJson(std::cout, body);
     std::cout << "}\n";
   } else {
     char hex[16];
     snprintf(hex, sizeof hex, "0x%x", code);
-    std::cout << "error " << hex << ": " << text << "\n";
+    std::cout << "error " << hex << ": " << explained << "\n";
   }
 }
 
-int printReply(const Options& opts, const message& reply) {
-  message body = payload(reply);
-  unsigned code = 0;
-  std::string text;
-  if (tarn::isError(reply, &code, &text)) {
-    printError(opts, code, text, body);
-    return kExitErrorReply;
-  }
+int printReply(const Options& opts, const message& request, const message& reply) {
+  if (tarn::isError(reply)) return printErrorReply(opts, request, reply);
+  const message body = payload(reply);
   if (opts.json) {
     std::cout << "{\"ok\":true,\"fields\":";
     writeJson(std::cout, body);
@@ -119,12 +120,9 @@ int verbList(const Options& opts, const std::vector<std::string>& args) {
     if (page > 0) request.insert(tarn::u32_id(tarn::kFieldStart), start);
     request.insert(tarn::u32_id(tarn::kFieldMaxCount), 64);
     message reply = exchange(opts, path, tarn::kCmdGetAll, request);
-    unsigned code = 0;
-    std::string text;
-    if (tarn::isError(reply, &code, &text)) {
+    if (tarn::isError(reply)) {
       if (opts.json) std::cout << "]}\n";
-      printError(opts, code, text, payload(reply));
-      return kExitErrorReply;
+      return printErrorReply(opts, request, reply);
     }
     for (const auto& flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
       message obj(flat);
@@ -147,7 +145,16 @@ int verbList(const Options& opts, const std::vector<std::string>& args) {
 
 int exchangeAndPrint(const Options& opts, const std::vector<uint32_t>& path,
                      uint32_t cmd, message& request) {
-  return printReply(opts, exchange(opts, path, cmd, request));
+  const message reply = exchange(opts, path, cmd, request);
+  return printReply(opts, request, reply);
+}
+
+int printErrorReply(const Options& opts, const message& request, const message& reply) {
+  unsigned code = 0;
+  std::string text;
+  tarn::isError(reply, &code, &text);
+  printError(opts, request, code, text, payload(reply));
+  return kExitErrorReply;
 }
 
 const std::vector<Verb>& verbs() {

@@ -34,6 +34,13 @@ const std::vector<Verb>& verbs();
 int exchangeAndPrint(const Options& opts, const std::vector<uint32_t>& path,
                      uint32_t cmd, tarn::message& request);
 
+// Prints the error reply to `request` (which holds its path and command),
+// with tarnctl's note where the reply says too little (busclient/explain.h):
+// "error 0xCODE: TEXT" or, as JSON, {"ok":false,"error":{"code":..,
+// "text":..[,"note":..]},"fields":[..]}. Returns kExitErrorReply.
+int printErrorReply(const Options& opts, const tarn::message& request,
+                    const tarn::message& reply);
+
 }  // namespace tarnctl
 
 #endif  // BUSCLIENT_VERBS_H

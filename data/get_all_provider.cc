@@ -1,6 +1,10 @@
 // GetAllProvider: paged fills, counts and writes over the sources.
 #include "data/get_all_provider.h"
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include "codec/diag.h"
 #include "data/data.h"
 
@@ -53,10 +57,25 @@ bool GetAllProvider::getCountCMD(unsigned& n) {
   return true;
 }
 
+namespace {
+
+// Fillings of at least this many records give their memory back to the
+// system when dropped; glibc would otherwise keep the freed heap for the
+// next filling, and a router's other processes need it meanwhile.
+constexpr size_t kTrimAfterRecords = 10000;
+
+}  // namespace
+
 void GetAllProvider::clearCache() {
   for (TableProviderClient* c : clients) c->clear();
   for (Data* d : records) delete d;
+  size_t dropped = records.size();
   records.clear();
+#ifdef __GLIBC__
+  if (dropped >= kTrimAfterRecords) malloc_trim(0);
+#else
+  (void)dropped;
+#endif
 }
 
 void GetAllProvider::updateCache() {
@@ -64,9 +83,12 @@ void GetAllProvider::updateCache() {
     tarn::message msg = getAllRequest(s.path);
     msg.insert(tarn::u32_id(tarn::kFieldMaxCount), s.pageSize);
     Builder builder = s.builder;
-    std::vector<Data*>* out = &records;
-    walkPages(msg, [builder, out](const tarn::message& object) {
-      builder(object, out);
+    RecordList* out = &records;
+    std::vector<Data*> made;  // one object's records
+    walkPages(msg, [builder, out, &made](const tarn::message& object) {
+      builder(object, &made);
+      for (Data* d : made) out->push_back(d);
+      made.clear();
       return true;
     });
     // Every record so far, also the earlier sources' again: tables replace

@@ -8,7 +8,8 @@
 // clearCache() clears the clients before it deletes them. Clients are not
 // owned and must stay alive while the provider refills them. Every exchange
 // blocks for at most kExchangeTimeoutMs (data/exchange.h); an error reply
-// ends that source's walk and keeps what came before it.
+// ends that source's walk and keeps what came before it. When a large
+// filling is dropped, the freed memory is handed back to the system.
 #ifndef DATA_GET_ALL_PROVIDER_H
 #define DATA_GET_ALL_PROVIDER_H
 
@@ -16,6 +17,7 @@
 
 #include "data/cache_update_timeout.h"
 #include "data/exchange.h"
+#include "data/record_pool.h"
 #include "data/table_provider.h"
 #include "platform/codes.h"
 #include "platform/errors.h"
@@ -47,7 +49,9 @@ class GetAllProvider : public TableProvider, public CacheUpdateTimeout {
   void clearCache() override;
   void updateCache() override;
 
-  std::vector<Data*> records;
+  // Not a vector: a million records would pass through a doubling that
+  // holds one and a half times their pointers at once.
+  RecordList records;
   std::vector<TableProviderClient*> clients;
   std::vector<Source> sources;
 };

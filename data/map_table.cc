@@ -12,10 +12,14 @@ MapTable::~MapTable() = default;
 void MapTable::addIndex(Packer* p) { indexes.push_back(p); }
 
 OID MapTable::getKey(const Data* d) const {
-  if (indexes.size() == 1) return indexes[0]->getAsKey(d);
   OID key;
-  for (const Packer* p : indexes) key += p->getAsKey(d);
+  keyOf(d, &key);
   return key;
+}
+
+void MapTable::keyOf(const Data* d, OID* key) const {
+  key->clear();
+  for (const Packer* p : indexes) p->appendKey(d, key);
 }
 
 void MapTable::storeKey(Data* d, const OID& index) const {
@@ -25,15 +29,14 @@ void MapTable::storeKey(Data* d, const OID& index) const {
 
 Data* MapTable::get(const OID& index) {
   provider->updateTables();
-  auto it = rows.find(index);
-  return it == rows.end() ? nullptr : it->second;
+  return rows.find(index);
 }
 
 Table::Row MapTable::getNext(const OID& index) {
   provider->updateTables();
-  auto it = rows.upper_bound(index);
-  if (it == rows.end()) return Row(OID(), nullptr);
-  return *it;
+  Row row;
+  row.second = rows.findNext(index, &row.first);
+  return row;
 }
 
 bool MapTable::set(const OID&, Data* d) {
@@ -50,6 +53,12 @@ unsigned MapTable::count() {
 
 void MapTable::clear() { rows.clear(); }
 
-void MapTable::change(Data* d) { rows[getKey(d)] = d; }
+void MapTable::change(Data* d) {
+  keyOf(d, &scratch);
+  rows.append(scratch, d);
+}
 
-void MapTable::remove(Data* d) { rows.erase(getKey(d)); }
+void MapTable::remove(Data* d) {
+  keyOf(d, &scratch);
+  rows.append(scratch, nullptr);
+}

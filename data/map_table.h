@@ -10,10 +10,10 @@
 #ifndef DATA_MAP_TABLE_H
 #define DATA_MAP_TABLE_H
 
-#include <map>
 #include <vector>
 
 #include "codec/oid.h"
+#include "data/row_index.h"
 #include "data/table.h"
 #include "data/table_provider.h"
 
@@ -39,12 +39,17 @@ class MapTable : public Table, public TableProviderClient {
   // Stores the index arcs into the record's index fields.
   virtual void storeKey(Data* d, const OID& index) const;
 
+  // Forgets every row and gives their memory back.
   void clear() override;
   void change(Data* d) override;
   void remove(Data* d) override;
 
  private:
-  std::map<OID, Data*> rows;
+  // getKey() into *key, reusing its storage.
+  void keyOf(const Data* d, OID* key) const;
+
+  RowIndex rows;
+  OID scratch;  // the key of the row being changed
   std::vector<Packer*> indexes;
   TableProvider* provider;
 };

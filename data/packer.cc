@@ -23,6 +23,8 @@ OID Packer::getAsKey(const Data*) const {
   return OID();
 }
 
+void Packer::appendKey(const Data* d, OID* key) const { *key += getAsKey(d); }
+
 OID Packer::setFromKey(Data*, const OID&) {
   diag::err("BUG: Packer::setFromKey called");
   return OID();
@@ -94,6 +96,10 @@ OID NumPacker::getAsKey(const Data* d) const {
   return OID{static_cast<unsigned>(get(d))};
 }
 
+void NumPacker::appendKey(const Data* d, OID* key) const {
+  *key += static_cast<unsigned>(get(d));
+}
+
 OID NumPacker::setFromKey(Data* d, const OID& index) {
   if (index.empty()) return OID();
   set(d, static_cast<int>(index[0]));
@@ -161,6 +167,15 @@ void IPPacker::unpack(Data* d, Context& ctx) {
 OID IPPacker::getAsKey(const Data* d) const {
   unsigned a = get(d);
   return OID{a >> 24, (a >> 16) & 0xFF, (a >> 8) & 0xFF, a & 0xFF};
+}
+
+void IPPacker::appendKey(const Data* d, OID* key) const {
+  unsigned a = get(d);
+  std::vector<unsigned>& arcs = key->arcs();
+  arcs.push_back(a >> 24);
+  arcs.push_back((a >> 16) & 0xFF);
+  arcs.push_back((a >> 8) & 0xFF);
+  arcs.push_back(a & 0xFF);
 }
 
 OID IPPacker::setFromKey(Data* d, const OID& index) {

@@ -33,6 +33,9 @@ class Packer {
   // Defaults for values that cannot index a table: a "BUG: ..." line on
   // the error stream and an empty index.
   virtual OID getAsKey(const Data* d) const;
+  // Appends getAsKey(d) to *key. The number and address families do it
+  // without a temporary OID: a table's fill calls it for every row.
+  virtual void appendKey(const Data* d, OID* key) const;
   virtual OID setFromKey(Data* d, const OID& index);
   virtual ~Packer();
 
@@ -68,6 +71,7 @@ class NumPacker : public Packer {
   void pack(Context& ctx, const Data* d) const override;
   void unpack(Data* d, Context& ctx) override;
   OID getAsKey(const Data* d) const override;
+  void appendKey(const Data* d, OID* key) const override;
   OID setFromKey(Data* d, const OID& index) override;
   virtual int get(const Data* d) const = 0;
   virtual void set(Data* d, int value) = 0;
@@ -105,6 +109,7 @@ class IPPacker : public Packer {
   void pack(Context& ctx, const Data* d) const override;
   void unpack(Data* d, Context& ctx) override;
   OID getAsKey(const Data* d) const override;
+  void appendKey(const Data* d, OID* key) const override;
   OID setFromKey(Data* d, const OID& index) override;
   virtual unsigned get(const Data* d) const = 0;
   virtual void set(Data* d, unsigned value) = 0;

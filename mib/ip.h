@@ -12,6 +12,7 @@
 #include "data/data.h"
 #include "data/get_all_provider.h"
 #include "data/map_table.h"
+#include "data/record_pool.h"
 
 namespace tarn {
 class message;
@@ -34,7 +35,7 @@ struct ArpRecord : Data {
 };
 
 // One row per active gateway of a route.
-struct RouteRecord : Data {
+struct RouteRecord : Data, PooledRecord<RouteRecord> {
   unsigned destination = 0;
   unsigned mask = 0;
   int metric = 0;

@@ -2,6 +2,7 @@
 // and the blocking exchange.
 #include "platform/bus.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -59,6 +60,13 @@ int connectTo(const std::string& path) {
   }
   return fd;
 }
+
+}  // namespace
+
+namespace {
+
+// Input buffers up to this size are kept between frames.
+constexpr size_t kKeptInput = 16384;
 
 }  // namespace
 
@@ -250,21 +258,40 @@ void Bus::close(Conn* c, const std::string& why) {
 }
 
 bool Bus::readIn(Conn* c) {
-  // One buffer for every read: growing the input by a zero-filled chunk
-  // per read would cost more than the read itself.
-  static uint8_t chunk[65536];
-  if (c->inStart > 0 && c->inStart == c->in.size()) {
-    c->in.clear();
-    c->inStart = 0;
-  } else if (c->inStart > (c->in.size() >> 1)) {
+  // Small reads go through one static buffer: growing the input by a
+  // zero-filled chunk per read would cost more than the read itself. Small,
+  // since its pages stay with the process once touched.
+  static uint8_t chunk[kKeptInput];
+  // The rest of a large frame whose length is known is read straight into
+  // the input, at most this much at a time, so that the input grows with
+  // what the peer really sends, not with the length it announces.
+  const size_t kDirectStep = 65536;
+  if (c->inStart > (c->in.size() >> 1)) {
     c->in.erase(c->in.begin(), c->in.begin() + c->inStart);
     c->inStart = 0;
   }
   for (;;) {
-    ssize_t n = ::read(c->fd, chunk, sizeof chunk);
+    size_t have = c->in.size() - c->inStart;
+    size_t missing = 0;
+    if (have >= 4) {
+      uint32_t len = wire::get32(c->in.data() + c->inStart);
+      if (len <= kMaxFrame && have - 4 < len) missing = len - (have - 4);
+    }
+    ssize_t n;
+    size_t asked;
+    if (missing > sizeof chunk) {
+      asked = std::min(missing, kDirectStep);
+      size_t old = c->in.size();
+      c->in.resize(old + asked);
+      n = ::read(c->fd, c->in.data() + old, asked);
+      c->in.resize(old + (n > 0 ? static_cast<size_t>(n) : 0));
+    } else {
+      asked = sizeof chunk;
+      n = ::read(c->fd, chunk, sizeof chunk);
+      if (n > 0) c->in.insert(c->in.end(), chunk, chunk + n);
+    }
     if (n > 0) {
-      c->in.insert(c->in.end(), chunk, chunk + n);
-      if (static_cast<size_t>(n) < sizeof chunk) return true;
+      if (static_cast<size_t>(n) < asked) return true;
       continue;
     }
     if (n == 0) return false;
@@ -312,8 +339,20 @@ int Bus::nextFrame(Conn* c, message* m) {
   if (len > kMaxFrame) return -1;
   if (have - 4 < len) return 0;
   const uint8_t* p = c->in.data() + c->inStart + 4;
+  const bool parsed = message::parse(p, len, m);
   c->inStart += 4 + static_cast<size_t>(len);
-  return message::parse(p, len, m) ? 1 : -1;
+  if (c->inStart == c->in.size()) {
+    // All consumed. A burst of large frames (a big table's pages) leaves a
+    // large buffer: give it back rather than hold it for the life of the
+    // connection.
+    if (c->in.capacity() > kKeptInput) {
+      bytes().swap(c->in);
+    } else {
+      c->in.clear();
+    }
+    c->inStart = 0;
+  }
+  return parsed ? 1 : -1;
 }
 
 bool Bus::send(unsigned service, const message& m) {

@@ -14,6 +14,9 @@
 // size; nested messages are checked, up to a fixed depth, before they are
 // accepted.
 #include "platform/message.h"
+
+#include <algorithm>
+
 #include "platform/wire.h"
 
 namespace tarn {
@@ -314,6 +317,10 @@ void message::flatten(bytes& out) const {
 
 bool message::parse(const uint8_t* data, size_t size, message* out) {
   out->clear();
+  // One allocation for the fields, not one per doubling: a filling of a
+  // large table parses a message for every row. The count is bounded by
+  // the smallest field's size, as parseInto checks again.
+  if (size >= 4) out->fields_.reserve(std::min<size_t>(wire::get32(data), size / 5));
   Reader r{data, data + size};
   if (parseInto(r, out, 0)) return true;
   out->clear();

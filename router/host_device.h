@@ -1,7 +1,9 @@
 // HostDevice: this machine's real state, in the network namespace the
 // process runs in. Interfaces, addresses, neighbours, the bridge
 // forwarding database and routes come from rtnetlink dumps, kept for one
-// second so that the pages of one walk are cut from one reading; system
+// second, or five times as long as the dump took, so that the pages of one
+// walk are cut from one reading and a large table is not dumped again for
+// every walk of it; system
 // values are read on each request. Link changes are the kernel's own
 // events (RTMGRP_LINK), published as they come.
 //
@@ -48,6 +50,7 @@ class HostDevice : public Device {
   struct Cache {
     ItemList list;
     uint64_t readMs = 0;  // when the reading ended
+    uint64_t lifeMs = 0;  // how long it is kept, counted from readMs
     uint64_t usedMs = 0;  // the latest page served from it
     bool valid = false;
   };

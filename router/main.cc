@@ -18,12 +18,14 @@
 #include "router/host_device.h"
 #include "router/model_device.h"
 #include "router/schema.h"
+#include "version.h"
 
 namespace {
 
 const char kUsage[] =
     "usage: tarn-routerd (--host | --model FILE) [--allow-reboot]\n"
     "                    [--allow-scripts] [--allow-hostname]\n"
+    "       tarn-routerd --version\n"
     "\n"
     "Answers on the bus ($TARN_ROOT/tarn/run/bus) for the router services\n"
     "the SNMP agent reads: {20,0} interfaces, {20,1} addresses, {20,8} ARP,\n"
@@ -77,6 +79,9 @@ int main(int argc, char** argv) {
       options.allowHostname = true;
     } else if (a == "--help" || a == "-h") {
       std::cout << kUsage;
+      return 0;
+    } else if (a == "--version") {
+      std::cout << "tarn-routerd " << kTarnVersion << "\n";
       return 0;
     } else {
       std::cerr << "tarn-routerd: unknown option " << a << "\n" << kUsage;

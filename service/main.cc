@@ -17,16 +17,17 @@
 #include "service/snmp_fields.h"
 #include "service/snmp_looper.h"
 #include "service/trap_makers.h"
+#include "version.h"
 
 namespace {
 
 const unsigned kSnmpServiceId = 161;
 
 const char kUsage[] =
-    "usage: tarn-snmpd\n"
+    "usage: tarn-snmpd [--version]\n"
     "The router's SNMP agent (service 161 on the platform bus). It takes no\n"
-    "options: settings and communities are set over the bus (tarnctl snmp)\n"
-    "and kept in $TARN_ROOT/tarn/store. Plug-ins: $TARN_ROOT/tarn/lib/snmp.\n"
+    "other options: settings and communities are set over the bus (tarnctl\n"
+    "snmp) and kept in $TARN_ROOT/tarn/store. Plug-ins: $TARN_ROOT/tarn/lib/snmp.\n"
     "Test overrides: TARN_SNMP_PORT (request port, default 161) and\n"
     "TARN_SNMP_TRAP_PORT (trap port, default 162).\n";
 
@@ -50,6 +51,10 @@ void readAgentIdent(std::string* contact, std::string* location) {
 int main(int argc, char** argv) {
   if (argc > 1 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
     fputs(kUsage, stdout);
+    return 0;
+  }
+  if (argc > 1 && strcmp(argv[1], "--version") == 0) {
+    printf("tarn-snmpd %s\n", kTarnVersion);
     return 0;
   }
   tarn::setDefaultServiceId(kSnmpServiceId);

@@ -5,6 +5,7 @@
 
 #include "supervisor/options.h"
 #include "supervisor/supervisor.h"
+#include "version.h"
 
 int main(int argc, char** argv) {
   supervisor::Options options;
@@ -15,6 +16,10 @@ int main(int argc, char** argv) {
   }
   if (options.help) {
     std::cout << supervisor::kUsage;
+    return 0;
+  }
+  if (options.version) {
+    std::cout << "tarn-supervisor " << kTarnVersion << "\n";
     return 0;
   }
   supervisor::Supervisor s(options);

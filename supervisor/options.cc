@@ -9,6 +9,7 @@ const char kUsage[] =
     "usage: tarn-supervisor [--root DIR] [--bin DIR] [--grace SECONDS]\n"
     "                       [--host | --model FILE | --no-router]\n"
     "                       [-- ROUTERD-OPTION...]\n"
+    "       tarn-supervisor --version\n"
     "\n"
     "Runs the router services (tarn-routerd) and the SNMP agent (tarn-snmpd)\n"
     "under one platform root. The supervisor owns the agent's bus socket\n"
@@ -48,6 +49,9 @@ bool parseOptions(int argc, char** argv, Options* o, std::string* error) {
       break;
     } else if (a == "--help" || a == "-h") {
       o->help = true;
+      return true;
+    } else if (a == "--version") {
+      o->version = true;
       return true;
     } else if (a == "--root" && hasValue) {
       o->root = argv[++i];

@@ -17,6 +17,7 @@ struct Options {
   std::vector<std::string> routerArgs;  // --host or --model FILE, then extras
   unsigned graceMs = 5000;              // SIGTERM to SIGKILL
   bool help = false;
+  bool version = false;
 };
 
 // Fills *o from argv. False with *error set on a usage error. The root

@@ -135,7 +135,7 @@ def test_configure_over_the_bus(world):
                   "trap-generators=start-trap")
     shown = world.tarnctl("show")
     assert "enabled: yes" in shown and 'engine-id: "%s"' % ENGINE_TEXT in shown
-    assert "trap-version: v1\n" in shown and "trap-community: 0\n" in shown
+    assert "trap-version: v1\n" in shown and "trap-community: mallow\n" in shown
     listed = world.tarnctl("communities")
     assert 'name: "desuser"' in listed and "despassword" not in listed
     assert "security: priv\n" in listed and "auth-protocol: sha\n" in listed
@@ -270,7 +270,8 @@ def test_link_events_become_link_traps(world):
 def test_engine_id_longer_than_the_wire_allows_is_refused(world):
     long_id = "core-router-01.dc1.example.net"
     out = world.tarnctl("set", "engine-id=" + long_id, "contact=elsewhere", status=2)
-    assert out == "tarnctl snmp: engine-id too long: at most 27 octets (32 on the wire with its 5-octet prefix)\n"
+    assert out == ("tarnctl snmp: engine-id=%s: too long: at most 27 octets (32 on the wire with "
+                   "its 5-octet prefix)\n" % long_id)
     r = world.agent.cmd([161], bus.SET, {bus.tagged(bus.STRING, 10): "x" * 28,
                                          bus.tagged(bus.STRING, 2): "elsewhere"})
     assert bus.is_error(r) and r.u32(0xff0005) == 0xfe0006, r
@@ -283,7 +284,7 @@ def test_engine_id_longer_than_the_wire_allows_is_refused(world):
 def test_empty_generator_list_changes_nothing(world):
     before = world.tarnctl("show")
     out = world.tarnctl("set", "trap-generators=", status=2)
-    assert out.startswith("tarnctl snmp: trap-generators: an empty list changes nothing;"), out
+    assert out.startswith("tarnctl snmp: trap-generators=: an empty list changes nothing;"), out
     assert world.tarnctl("show") == before
 
 

@@ -55,7 +55,8 @@ EVENT = "1.3.6.1.4.1.40117.250.9"  # the vendor events' binding names: EVENT.<ty
 LINK_IF = 900  # an interface id the model does not have
 
 # The vendor event's bindings, one trap each: (type, value as text, whether
-# the encoding is standard; snmptrapd drops the traps with the others).
+# the encoding is standard; snmptrapd drops the traps with the others, and
+# tarnctl refuses to send those, so they go straight over the bus).
 EVENTS = [
     ("integer", "-5", True), ("string", "hello", True), ("null", None, True),
     ("oid", SYS_DESCR, True), ("counter", "7", True), ("timeticks", "100", True),
@@ -171,8 +172,13 @@ def drive(world):
         world.tarnctl("set", "trap-version=" + version, "trap-community=%d" % world.ids[community])
         before = len(world.trapd.traps())
         world.agent.restart()  # the start trap
-        for i, (kind, value, _) in enumerate(EVENTS):
-            world.tarnctl("event", event_name(i), kind, *([value] if value is not None else []))
+        for i, (kind, value, standard) in enumerate(EVENTS):
+            if standard:
+                world.tarnctl("event", event_name(i), kind, *([value] if value is not None else []))
+            else:
+                world.agent.cmd([161], 1, {bus.tagged(bus.STRING, 1001): event_name(i),
+                                           bus.tagged(bus.U32, 1002): TYPE_CODES[kind],
+                                           bus.tagged(bus.STRING, 1003): value})
         world.link_event(0x500)
         world.link_event(0x000)
         accepted = 1 + len([e for e in EVENTS if e[2]]) + 2

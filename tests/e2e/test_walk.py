@@ -216,9 +216,14 @@ def test_bulk_walks_equal_the_getnext_walk(world):
         assert code == 0 and normalised(out) == [
             line for line in whole_tree() if line.startswith((".1.3.6.1.2.1.1.2.0 =", ".1.3.6.1.2.1.2.2.1.2.1 =",
                                                               ".1.3.6.1.2.1.2.2.1.2.2 ="))], out
-        tables = [tool(["snmptable", "-v2c", "-c", "mallow", "-M", MIBS, "-m", "TARN-ROUTER-MIB",
-                        "-Cf", "|", *flags, "127.0.0.1", "tarnPeerTable"]) for flags in ([], ["-CB"])]
-        assert tables[0][0] == 0 and tables[0] == tables[1], tables
+        for module, table in (("TARN-ROUTER-MIB", "tarnPeerTable"), ("IP-FORWARD-MIB", "ipCidrRouteTable")):
+            tables = [tool(["snmptable", "-v2c", "-c", "mallow", "-M", MIBS, "-m", module,
+                            "-Cf", "|", *flags, "127.0.0.1", table]) for flags in ([], ["-CB"])]
+            assert tables[0][0] == 0 and tables[0] == tables[1], tables
+        # The route table's rows, named by the compact IP-FORWARD-MIB, are the walk's.
+        routes = [line for line in expected("ip") if line.startswith(".1.3.6.1.2.1.4.24.4.1.1.")]
+        assert [row.split("|")[0] for row in tables[0][1].splitlines()[3:]] == [
+            route.split("IpAddress: ")[1] for route in routes] != [], tables[0][1]
         for tree in ("1.3.6.1.2.1.2", "1.3.6.1.4.1.40117.1.1.11"):
             assert pysnmp_walk("bulkCmd", tree) == pysnmp_walk("nextCmd", tree)
         # Version 1: the Counter64 rows of ifXTable are stepped over, and a GET of one

@@ -3,7 +3,8 @@
 # only those files (no system MIB path): libsmi's smilint at its strictest
 # level must report nothing for TARN-ROUTER-MIB, and net-snmp must load it
 # without a parse warning and name the product OID served as sysObjectID
-# and the event notification.
+# and the event notification; net-snmp must also load the compact
+# IP-FORWARD-MIB (copied from an RFC whose own style smilint would flag).
 # Skips (77) when smilint or snmptranslate is missing.
 #   check_mibs.sh MIBDIR
 mibs=$1
@@ -23,7 +24,7 @@ for pair in 1.3.6.1.4.1.40117.1=tarnRouter 1.3.6.1.4.1.40117.1.1.9.0.1=tarnEvent
     echo "snmptranslate ${pair%=*} gives: $name"; status=1
   fi
 done
-tree=$(MIBDIRS="$mibs" MIBS=TARN-ROUTER-MIB snmptranslate -Tp 2>&1 >/dev/null)
+tree=$(MIBDIRS="$mibs" MIBS=TARN-ROUTER-MIB:IP-FORWARD-MIB snmptranslate -Tp 2>&1 >/dev/null)
 if [ -n "$tree" ]; then
   echo "net-snmp reports while loading the module:"; echo "$tree"; status=1
 fi

@@ -24,7 +24,7 @@ check "json" 0 '{"ok":true,"fields":[{"kind":"u32","id":16646145,"value":3},{"ki
 check "error reply" 1 'error 0xfe0004: no such object' -- send 930 0x77
 check "json error" 1 '{"ok":false,"error":{"code":16646148,"text":"no such object"},"fields":[]}' -- --json send 930 0x77
 check "list pages" 0 $'{u32:0xfe0001=0 str:0xfe0010="obj0"}\n{u32:0xfe0001=1 str:0xfe0010="obj1"}\n{u32:0xfe0001=2 str:0xfe0010="obj2"}' -- list 930/0
-check "absent service" 1 'error 0xff0011: no such service 931' -- send 931 get
+check "absent service" 1 "error 0xff0011: no such service 931 (nothing listens at $TARN_ROOT/tarn/run/bus/931.sock; TARN_ROOT=$TARN_ROOT)" -- send 931 get
 check "bad field" 2 "tarnctl: unknown field kind 'i32'" -- send 930 get i32:1=2
 check "bad command" 2 "tarnctl: unknown command 'fetch'" -- send 930 fetch
 exit $fail
