@@ -81,14 +81,14 @@ bool JsonReader::fail(const std::string& what) {
   return false;
 }
 
-void JsonReader::skipSpace() {
+inline void JsonReader::skipSpace() {
   while (pos_ < s_.size() && (s_[pos_] == ' ' || s_[pos_] == '\t' ||
                               s_[pos_] == '\n' || s_[pos_] == '\r')) {
     ++pos_;
   }
 }
 
-char JsonReader::peek() {
+inline char JsonReader::peek() {
   skipSpace();
   return pos_ < s_.size() ? s_[pos_] : 0;
 }
