@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include "busclient/fields.h"
+#include "busclient/json.h"
 #include "platform/codes.h"
 #include "security/community_fields.h"
 #include "service/snmp_fields.h"
@@ -12,6 +13,7 @@ namespace tarnctl {
 
 namespace {
 
+using tarn::JsonValue;
 using tarn::message;
 
 // The field number of a typed field id.
@@ -279,11 +281,11 @@ bool readJson(const Key& k, const JsonValue& value, const Names& names, message*
       m->insert(tarn::bool_id(k.field), value.boolean);
       return true;
     case KeyKind::kNumber:
-      if (value.number > 0xFFFFFFFFu) {
+      if (value.magnitude > 0xFFFFFFFFu) {
         *err = "expected a number from 0 to 4294967295";
         return false;
       }
-      m->insert(tarn::u32_id(k.field), static_cast<uint32_t>(value.number));
+      m->insert(tarn::u32_id(k.field), static_cast<uint32_t>(value.magnitude));
       return true;
     case KeyKind::kGenerators: {
       // An empty list is what a fresh agent reports; the agent takes it
@@ -296,14 +298,14 @@ bool readJson(const Key& k, const JsonValue& value, const Names& names, message*
           return false;
         }
         const std::string ref =
-            item.type == JsonValue::kString ? item.text : std::to_string(item.number);
+            item.type == JsonValue::kString ? item.text : std::to_string(item.magnitude);
         if (!readGenerator(ref, names, &ids, err)) return false;
       }
       m->insert(tarn::u32_array_id(k.field), ids);
       return true;
     }
     default:
-      return readText(k, idNumber ? std::to_string(value.number) : value.text, names, m, err);
+      return readText(k, idNumber ? std::to_string(value.magnitude) : value.text, names, m, err);
   }
 }
 
@@ -344,12 +346,12 @@ std::string showText(const Key& k, const message& m, const Names& names) {
       std::string out;
       for (const JsonValue& item : v.items) {
         out += (out.empty() ? "" : ",") +
-               (item.type == JsonValue::kString ? item.text : std::to_string(item.number));
+               (item.type == JsonValue::kString ? item.text : std::to_string(item.magnitude));
       }
       return out;
     }
     default:
-      return v.type == JsonValue::kNumber ? std::to_string(v.number) : v.text;
+      return v.type == JsonValue::kNumber ? std::to_string(v.magnitude) : v.text;
   }
 }
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "busclient/json_value.h"
+#include "platform/json.h"
 #include "platform/message.h"
 
 namespace tarnctl {
@@ -67,7 +67,7 @@ const Key* findKey(const std::vector<Key>& keys, const std::string& name);
 // refused as text and read as JSON (see snmp_transfer.cc).
 bool readText(const Key& k, const std::string& value, const Names& names,
               tarn::message* m, std::string* err);
-bool readJson(const Key& k, const JsonValue& value, const Names& names,
+bool readJson(const Key& k, const tarn::JsonValue& value, const Names& names,
               tarn::message* m, std::string* err);
 
 // Reads KEY=VALUE words args[first..] into *m. A refusal is
@@ -78,13 +78,13 @@ bool readWords(const std::vector<Key>& keys, const std::vector<std::string>& arg
 // The key's value in m, to show: as text (strings in quotes, passwords only
 // as "(set)" or "(none)") or as JSON (passwords in full).
 std::string showText(const Key& k, const tarn::message& m, const Names& names);
-JsonValue showJson(const Key& k, const tarn::message& m, const Names& names);
+tarn::JsonValue showJson(const Key& k, const tarn::message& m, const Names& names);
 
 // A community as a JSON object: "id", then every key, the passwords only
 // if `passwords`.
-JsonValue communityJson(const tarn::message& community, bool passwords);
+tarn::JsonValue communityJson(const tarn::message& community, bool passwords);
 // The settings as a JSON object, every key, engine-boots only if `boots`.
-JsonValue settingsJson(const tarn::message& settings, const Names& names, bool boots);
+tarn::JsonValue settingsJson(const tarn::message& settings, const Names& names, bool boots);
 
 // The id of the object that `ref` names among `objects`: by name, else by
 // id (a number). False, with the reason in *err, if none or two different

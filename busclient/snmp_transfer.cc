@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "busclient/json.h"
 #include "busclient/snmp_agent.h"
 #include "busclient/snmp_keys.h"
 #include "platform/codes.h"
@@ -18,9 +19,13 @@ namespace tarnctl {
 
 namespace {
 
+using tarn::JsonValue;
 using tarn::message;
 
 const char kBootsKey[] = "engine-boots";
+// The agent keeps no negative numbers, and a member given twice in a file
+// would be a setting given twice: both are refused where they stand.
+const tarn::JsonRules kFileRules = {true, true};
 const uint32_t kLastId = 0xFFFFFFFE;
 
 // What the agent holds now.
@@ -74,13 +79,13 @@ bool readObject(const JsonValue& object, const std::vector<Key>& keys, const Nam
   for (const auto& member : object.members) {
     const std::string& name = member.first;
     if (id && name == "id") {
-      if (member.second.type != JsonValue::kNumber || member.second.number > kLastId) {
+      if (member.second.type != JsonValue::kNumber || member.second.magnitude > kLastId) {
         *err = where + ": id=" + compact(member.second) +
                ": expected a number from 0 to 4294967294";
         return false;
       }
       id->hasId = true;
-      id->id = static_cast<uint32_t>(member.second.number);
+      id->id = static_cast<uint32_t>(member.second.magnitude);
       continue;
     }
     const Key* k = findKey(keys, name);
@@ -325,7 +330,7 @@ int importAgent(const Options& opts, const std::vector<std::string>& args) {
   std::string text, err;
   JsonValue doc;
   if (!readFile(path, &text)) return refuse("import", path + ": cannot be read");
-  if (!parseJson(text, &doc, &err)) return refuse("import", path + ":" + err);
+  if (!tarn::parseJson(text, kFileRules, &doc, &err)) return refuse("import", path + ":" + err);
   Agent now;
   if (!fetchAgent(opts, &now)) return kExitErrorReply;
   std::vector<Step> steps;

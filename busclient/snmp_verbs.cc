@@ -14,6 +14,7 @@
 #include <iostream>
 
 #include "busclient/fields.h"
+#include "busclient/json.h"
 #include "busclient/snmp_agent.h"
 #include "busclient/snmp_keys.h"
 #include "busclient/snmp_transfer.h"
@@ -27,6 +28,7 @@ namespace tarnctl {
 
 namespace {
 
+using tarn::JsonValue;
 using tarn::message;
 
 int refuse(const std::string& text) {

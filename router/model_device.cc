@@ -14,6 +14,9 @@
 
 namespace router {
 
+using tarn::JsonReader;
+using tarn::JsonValue;
+
 namespace {
 
 // State bits from the running and disabled fields, keeping other bits.
@@ -29,13 +32,13 @@ uint32_t stateOf(const tarn::message& m) {
 // into *counters). False with the reader's error set.
 bool readObject(JsonReader& r, const Section& s, tarn::message* obj,
                 tarn::message* counters) {
-  Json v;
+  JsonValue v;
   if (!r.value(&v)) return false;
-  if (v.type != Json::kObject) return r.fail("expected an object");
+  if (v.type != JsonValue::kObject) return r.fail("expected an object");
   std::string error;
   for (const auto& m : v.members) {
     if (s.path == kInterfaces && m.first == "counters") {
-      if (m.second.type != Json::kObject) return r.fail("expected an object");
+      if (m.second.type != JsonValue::kObject) return r.fail("expected an object");
       for (const auto& c : m.second.members) {
         if (!setField(counters, counterFields(), c.first, c.second, &error)) {
           return r.fail(error);

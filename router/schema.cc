@@ -8,6 +8,8 @@
 
 namespace router {
 
+using tarn::JsonValue;
+
 namespace {
 
 const uint32_t kId = tarn::kFieldObjId;
@@ -91,8 +93,8 @@ const KindName kKindNames[] = {
     {"u64[]", Kind::kU64s}, {"str[]", Kind::kStrs},
 };
 
-bool scalar(const Json& v, Kind kind, uint64_t* out) {
-  if (v.type == Json::kNumber) {
+bool scalar(const JsonValue& v, Kind kind, uint64_t* out) {
+  if (v.type == JsonValue::kNumber) {
     if (kind == Kind::kI32) {
       if (v.negative ? v.magnitude > 0x80000000u : v.magnitude > 0x7FFFFFFFu) {
         return false;
@@ -105,7 +107,7 @@ bool scalar(const Json& v, Kind kind, uint64_t* out) {
     *out = v.magnitude;
     return kind == Kind::kU64 || v.magnitude <= 0xFFFFFFFFu;
   }
-  if (v.type == Json::kString && kind == Kind::kBe32) {
+  if (v.type == JsonValue::kString && kind == Kind::kBe32) {
     uint32_t host;
     if (!parseIPv4(v.text, &host)) return false;
     *out = be32FromHost(host);
@@ -179,11 +181,11 @@ bool parseHex(const std::string& text, tarn::bytes* out) {
 namespace {
 
 bool convert(tarn::message* m, uint32_t number, Kind kind,
-                    const Json& v) {
+                    const JsonValue& v) {
   uint64_t n = 0;
   switch (kind) {
     case Kind::kBool:
-      if (v.type != Json::kBool) return false;
+      if (v.type != JsonValue::kBool) return false;
       m->insert(tarn::bool_id(number), v.boolean);
       return true;
     case Kind::kU32: case Kind::kI32: case Kind::kBe32:
@@ -195,17 +197,17 @@ bool convert(tarn::message* m, uint32_t number, Kind kind,
       m->insert(tarn::u64_id(number), n);
       return true;
     case Kind::kStr:
-      if (v.type != Json::kString) return false;
+      if (v.type != JsonValue::kString) return false;
       m->insert(tarn::string_id(number), v.text);
       return true;
     case Kind::kRaw: {
       tarn::bytes b;
-      if (v.type != Json::kString || !parseHex(v.text, &b)) return false;
+      if (v.type != JsonValue::kString || !parseHex(v.text, &b)) return false;
       m->insert(tarn::raw_id(number), b);
       return true;
     }
     case Kind::kText: {  // the text and its terminating zero
-      if (v.type != Json::kString) return false;
+      if (v.type != JsonValue::kString) return false;
       tarn::bytes b(v.text.begin(), v.text.end());
       b.push_back(0);
       m->insert(tarn::raw_id(number), b);
@@ -214,15 +216,15 @@ bool convert(tarn::message* m, uint32_t number, Kind kind,
     case Kind::kU32s: case Kind::kBe32s: case Kind::kU64s: case Kind::kStrs:
       break;
   }
-  if (v.type != Json::kArray) return false;
+  if (v.type != JsonValue::kArray) return false;
   std::vector<uint32_t> u32s;
   std::vector<uint64_t> u64s;
   std::vector<std::string> strs;
   Kind element = kind == Kind::kBe32s ? Kind::kBe32
                  : kind == Kind::kU64s ? Kind::kU64 : Kind::kU32;
-  for (const Json& e : v.items) {
+  for (const JsonValue& e : v.items) {
     if (kind == Kind::kStrs) {
-      if (e.type != Json::kString) return false;
+      if (e.type != JsonValue::kString) return false;
       strs.push_back(e.text);
     } else if (!scalar(e, element, &n)) {
       return false;
@@ -245,7 +247,7 @@ bool convert(tarn::message* m, uint32_t number, Kind kind,
 }  // namespace
 
 bool setField(tarn::message* m, const std::vector<FieldSpec>& specs,
-              const std::string& name, const Json& v, std::string* error) {
+              const std::string& name, const JsonValue& v, std::string* error) {
   for (const FieldSpec& f : specs) {
     if (name == f.name) {
       if (convert(m, f.number, f.kind, v)) return true;

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/json.h"
 #include "platform/message.h"
 #include "router/fields.h"
-#include "router/json.h"
 
 namespace router {
 
@@ -42,7 +42,7 @@ const std::vector<FieldSpec>& counterFields();
 // Sets the field named name (a field of specs, or "KIND:ID") from v.
 // False with *error on an unknown name or a value that does not fit.
 bool setField(tarn::message* m, const std::vector<FieldSpec>& specs,
-              const std::string& name, const Json& v, std::string* error);
+              const std::string& name, const tarn::JsonValue& v, std::string* error);
 
 // "10.0.0.1" -> the address with the first octet most significant.
 bool parseIPv4(const std::string& text, uint32_t* hostOrder);
