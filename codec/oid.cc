@@ -64,15 +64,10 @@ std::string OID::str() const {
   return s;
 }
 
-std::ostream& operator<<(std::ostream& os, const OID& oid) {
-  char buf[16];
-  char* end = buf + sizeof(buf);
-  for (size_t i = 0; i < oid.size(); ++i) {
-    if (i != 0) os.put('.');
-    char* first = formatUnsigned(oid[i], end);
-    os.write(first, end - first);
-  }
-  return os;
+std::string OID::dotted() const {
+  std::string s = str();
+  if (!s.empty()) s.erase(0, 1);
+  return s;
 }
 
 OID& OID::operator+=(unsigned arc) {

@@ -11,7 +11,6 @@
 #define CODEC_OID_H
 
 #include <initializer_list>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,6 +25,8 @@ class OID {
 
   // Dotted text with a dot before every arc (".1.3.6"); empty for an empty OID.
   std::string str() const;
+  // The same without the leading dot ("1.3.6"), as diagnostics print it.
+  std::string dotted() const;
 
   OID& operator+=(unsigned arc);
   OID operator+(unsigned arc) const;
@@ -74,9 +75,6 @@ class OID {
  private:
   std::vector<unsigned> arcs_;
 };
-
-// Arcs separated by dots, no leading dot ("1.3.6.1"); nothing for an empty OID.
-std::ostream& operator<<(std::ostream& os, const OID& oid);
 
 // Lexicographic comparison of two arc ranges by unsigned arc, a proper
 // prefix comparing as smaller: -1, 0 or 1.

@@ -1,6 +1,5 @@
 // The per-binding handlers: find the leaf for a request name in the
 // registry and let it answer.
-#include <sstream>
 
 #include "codec/diag.h"
 #include "codec/wire.h"
@@ -44,9 +43,7 @@ int snmpSet(Context& ctx) {
   while (!ctx.setPrefix.empty()) {
     auto it = leafs.find(ctx.setPrefix);
     if (it != leafs.end()) {
-      std::ostringstream line;
-      line << "snmpSet found " << it->first;
-      diag::err(line.str());
+      diag::err("snmpSet found " + it->first.dotted());
       return it->second->set(ctx) ? wire::NO_ERROR : wire::NO_SUCH_NAME;
     }
     // The suffix keeps what earlier bindings of the request left in it.

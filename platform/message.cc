@@ -2,7 +2,6 @@
 #include "platform/message.h"
 
 #include <cstdio>
-#include <ostream>
 
 #include "platform/codes.h"
 
@@ -93,16 +92,19 @@ namespace {
 
 // Numbers up to 0xffff read best in decimal, larger ones (codes, field
 // numbers in the platform's ranges) in hex.
-void number(std::ostream& os, uint64_t v) {
+void number(std::string* out, uint64_t v) {
   char buf[24];
-  snprintf(buf, sizeof buf, v > 0xffff ? "0x%llx" : "%llu",
-           static_cast<unsigned long long>(v));
-  os << buf;
+  const int n = snprintf(buf, sizeof buf, v > 0xffff ? "0x%llx" : "%llu",
+                         static_cast<unsigned long long>(v));
+  out->append(buf, static_cast<size_t>(n));
 }
 
-void hex(std::ostream& os, const bytes& b) {
+void hex(std::string* out, const bytes& b) {
   static const char digits[] = "0123456789abcdef";
-  for (uint8_t c : b) os << digits[c >> 4] << digits[c & 15];
+  for (uint8_t c : b) {
+    *out += digits[c >> 4];
+    *out += digits[c & 15];
+  }
 }
 
 const char* kindName(uint32_t tag) {
@@ -122,81 +124,91 @@ const char* kindName(uint32_t tag) {
   }
 }
 
+void appendText(std::string* out, const message& m);
+
 template <class T, class F>
-void list(std::ostream& os, const std::vector<T>& v, F each) {
-  os << '[';
+void list(std::string* out, const std::vector<T>& v, F each) {
+  *out += '[';
   for (size_t i = 0; i < v.size(); ++i) {
-    if (i) os << ',';
+    if (i) *out += ',';
     each(v[i]);
   }
-  os << ']';
+  *out += ']';
 }
 
 struct Dumper {
-  std::ostream& os;
-  void operator()(bool v) { os << (v ? 1 : 0); }
-  void operator()(uint32_t v) { number(os, v); }
-  void operator()(uint64_t v) { number(os, v); }
-  void operator()(const std::string& v) { writeQuoted(os, v, false); }
-  void operator()(const bytes& v) { hex(os, v); }
+  std::string* out;
+  void operator()(bool v) { *out += v ? '1' : '0'; }
+  void operator()(uint32_t v) { number(out, v); }
+  void operator()(uint64_t v) { number(out, v); }
+  void operator()(const std::string& v) { appendQuoted(out, v, false); }
+  void operator()(const bytes& v) { hex(out, v); }
   void operator()(const std::vector<bool>& v) {
-    list(os, v, [this](bool b) { os << (b ? 1 : 0); });
+    list(out, v, [this](bool b) { *out += b ? '1' : '0'; });
   }
   void operator()(const std::vector<uint32_t>& v) {
-    list(os, v, [this](uint32_t x) { number(os, x); });
+    list(out, v, [this](uint32_t x) { number(out, x); });
   }
   void operator()(const std::vector<uint64_t>& v) {
-    list(os, v, [this](uint64_t x) { number(os, x); });
+    list(out, v, [this](uint64_t x) { number(out, x); });
   }
   void operator()(const std::vector<std::string>& v) {
-    list(os, v, [this](const std::string& s) { writeQuoted(os, s, false); });
+    list(out, v, [this](const std::string& s) { appendQuoted(out, s, false); });
   }
   void operator()(const std::vector<bytes>& v) {
-    list(os, v, [this](const bytes& b) { hex(os, b); });
+    list(out, v, [this](const bytes& b) { hex(out, b); });
   }
   void operator()(const std::vector<message::flat_message>& v) {
-    list(os, v, [this](const message::flat_message& f) {
+    list(out, v, [this](const message::flat_message& f) {
       message m;
       if (message::parse(f.data(), f.size(), &m)) {
-        os << m;
+        appendText(out, m);
       } else {
-        os << "<invalid>";
+        *out += "<invalid>";
       }
     });
   }
 };
 
-}  // namespace
-
-void writeQuoted(std::ostream& os, const std::string& s, bool json) {
-  os << '"';
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      os << '\\' << c;
-    } else if (c >= 0x20 && c < 0x7f) {
-      os << c;
-    } else {
-      char buf[8];
-      snprintf(buf, sizeof buf, json ? "\\u%04x" : "\\x%02x", c);
-      os << buf;
-    }
-  }
-  os << '"';
-}
-
-std::ostream& operator<<(std::ostream& os, const message& m) {
-  os << '{';
+void appendText(std::string* out, const message& m) {
+  *out += '{';
   bool first = true;
-  Dumper dump{os};
+  Dumper dump{out};
   for (const message::field& f : m.fields()) {
-    if (!first) os << ' ';
+    if (!first) *out += ' ';
     first = false;
-    os << kindName(f.id & kTagMask) << ':';
-    number(os, f.id & kNumberMask);
-    os << '=';
+    *out += kindName(f.id & kTagMask);
+    *out += ':';
+    number(out, f.id & kNumberMask);
+    *out += '=';
     std::visit(dump, f.v);
   }
-  return os << '}';
+  *out += '}';
+}
+
+}  // namespace
+
+void appendQuoted(std::string* out, const std::string& s, bool json) {
+  *out += '"';
+  for (unsigned char c : s) {
+    if (c == '"' || c == '\\') {
+      *out += '\\';
+      *out += static_cast<char>(c);
+    } else if (c >= 0x20 && c < 0x7f) {
+      *out += static_cast<char>(c);
+    } else {
+      char buf[8];
+      const int n = snprintf(buf, sizeof buf, json ? "\\u%04x" : "\\x%02x", c);
+      out->append(buf, static_cast<size_t>(n));
+    }
+  }
+  *out += '"';
+}
+
+std::string toText(const message& m) {
+  std::string text;
+  appendText(&text, m);
+  return text;
 }
 
 }  // namespace tarn

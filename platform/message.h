@@ -216,12 +216,17 @@ std::vector<uint32_t> u32_vector(uint32_t a, uint32_t b);
 // One-line text dump of every field, e.g.
 //   {u32:0xff0007=0xfe0002 u32[]:0xff0001=[20,0] str:0x10006="ether1"}
 // Field kinds are written as the bus client's field syntax names them.
-std::ostream& operator<<(std::ostream& os, const message& m);
+std::string toText(const message& m);
 
-// Writes `s` in double quotes: quote and backslash escaped with a
+// Appends `s` in double quotes: quote and backslash escaped with a
 // backslash, printable ASCII as is, any other byte as \xHH, or as \u00HH
 // when `json` (JSON has no \x escape). Shared by the dump above and the
 // bus client's JSON output.
+void appendQuoted(std::string* out, const std::string& s, bool json);
+
+// The same two onto a stream, for the bus client and tests
+// (message_stream.cc). The agent itself builds strings and uses no streams.
+std::ostream& operator<<(std::ostream& os, const message& m);
 void writeQuoted(std::ostream& os, const std::string& s, bool json);
 
 }  // namespace tarn

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -103,10 +102,8 @@ bool createTrap(Context& ctx, const tarn::message& event, unsigned agentAddress)
     }
   }
   if (!handled) {
-    std::ostringstream dump;
-    dump << event;
     diag::out("Could not handle trap, msg dump:");
-    diag::out(dump.str());
+    diag::out(tarn::toText(event));
     return false;
   }
 

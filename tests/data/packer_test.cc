@@ -35,7 +35,7 @@ std::string changed(const Rec& r) {
   if (r.big) os << "big=" << r.big << ' ';
   if (!r.s.empty()) os << "s=" << hex({r.s.begin(), r.s.end()}) << ' ';
   if (!r.raw.empty()) os << "raw=" << hex(r.raw) << ' ';
-  if (!r.o.empty()) os << "o=" << r.o << ' ';
+  if (!r.o.empty()) os << "o=" << r.o.dotted() << ' ';
   return os.str();
 }
 
@@ -98,8 +98,8 @@ TEST_F(Packers, KeyArcsBothWays) {
   };
   for (const KeyCase& c : keys) {
     diag::Capture capture;
-    EXPECT_EQ(c.p->getAsKey(&k), c.key) << c.key;
-    EXPECT_EQ(capture.err(), c.err) << c.key;
+    EXPECT_EQ(c.p->getAsKey(&k), c.key) << c.key.dotted();
+    EXPECT_EQ(capture.err(), c.err) << c.key.dotted();
   }
   // Back from the arcs; after: "" when the record was left alone.
   struct Case { Packer* p; OID index, rest; const char* after; } cases[] = {
@@ -116,8 +116,8 @@ TEST_F(Packers, KeyArcsBothWays) {
   };
   for (const Case& c : cases) {
     Rec r;
-    EXPECT_EQ(c.p->setFromKey(&r, c.index), c.rest) << c.index;
-    EXPECT_EQ(changed(r), c.after) << c.index;
+    EXPECT_EQ(c.p->setFromKey(&r, c.index), c.rest) << c.index.dotted();
+    EXPECT_EQ(changed(r), c.after) << c.index.dotted();
   }
   Rec r;
   diag::Capture capture;

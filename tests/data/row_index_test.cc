@@ -16,15 +16,15 @@ Data* rec(uintptr_t n) { return reinterpret_cast<Data*>(n * 16); }
 // Every lookup of `probe` agrees with the map.
 void expectSame(RowIndex& index, const std::map<OID, Data*>& model, const OID& probe) {
   auto exact = model.find(probe);
-  EXPECT_EQ(index.find(probe), exact == model.end() ? nullptr : exact->second) << probe;
+  EXPECT_EQ(index.find(probe), exact == model.end() ? nullptr : exact->second) << probe.dotted();
   auto next = model.upper_bound(probe);
   OID got{99};
   Data* d = index.findNext(probe, &got);
   if (next == model.end()) {
-    EXPECT_EQ(d, nullptr) << probe;
+    EXPECT_EQ(d, nullptr) << probe.dotted();
   } else {
-    EXPECT_EQ(d, next->second) << probe;
-    EXPECT_EQ(got, next->first) << probe;
+    EXPECT_EQ(d, next->second) << probe.dotted();
+    EXPECT_EQ(got, next->first) << probe.dotted();
   }
 }
 

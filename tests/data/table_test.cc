@@ -33,8 +33,8 @@ TEST(MapTable, KeyOrderDuplicatesAndUnkeyableRows) {
       {OID{4000000000u}, OID(), nullptr, nullptr},
   };
   for (const Lookup& c : cases) {
-    EXPECT_EQ(table.getNext(c.from), Table::Row(c.next, c.nextRec)) << c.from;
-    EXPECT_EQ(table.get(c.from), c.exact) << c.from;
+    EXPECT_EQ(table.getNext(c.from), Table::Row(c.next, c.nextRec)) << c.from.dotted();
+    EXPECT_EQ(table.get(c.from), c.exact) << c.from.dotted();
   }
   EXPECT_EQ(provider.updates, 12);  // every lookup brings the table up to date
   EXPECT_EQ(table.count(), 3u);

@@ -93,7 +93,7 @@ TEST_F(SmallMib, GetAndGetNextWriteTheBinding) {
       {NEXT, kScriptName, OID{9}, "none"},
       {NEXT, kScriptRun, OID(), kEntry + " 03 05 02 01 00"},
   };
-  for (const Case& c : cases) EXPECT_EQ(call(c.next, c.leaf, c.instance), c.bytes) << c.leaf << " " << c.instance;
+  for (const Case& c : cases) EXPECT_EQ(call(c.next, c.leaf, c.instance), c.bytes) << c.leaf.dotted() << " " << c.instance.dotted();
 }
 
 // As the SET handler calls a leaf: the full name, the cut arcs, and the
@@ -113,8 +113,8 @@ TEST_F(SmallMib, SetDecodesStoresAndAnswersWithTheRecord) {
     ctx.oid = c.name;
     ctx.setSuffix = c.suffix;
     diag::Capture capture;
-    EXPECT_EQ(reply(leafs.at(c.leaf)->set(ctx), ctx), c.bytes) << c.name;
-    EXPECT_EQ(capture.err(), c.err) << c.name;
+    EXPECT_EQ(reply(leafs.at(c.leaf)->set(ctx), ctx), c.bytes) << c.name.dotted();
+    EXPECT_EQ(capture.err(), c.err) << c.name.dotted();
   }
   ASSERT_EQ(scripts.sets.size(), 1u);
   EXPECT_EQ(static_cast<Script*>(scripts.sets[0])->name, "z");
@@ -134,8 +134,8 @@ TEST_F(SmallMib, SetHandlerGathersCutArcsInFront) {
     ctx.oid = c.name;
     ctx.setSuffix = c.before;
     diag::Capture capture;
-    EXPECT_EQ(snmpSet(ctx), c.status) << c.name;
-    EXPECT_EQ(ctx.setSuffix, c.after) << c.name;
+    EXPECT_EQ(snmpSet(ctx), c.status) << c.name.dotted();
+    EXPECT_EQ(ctx.setSuffix, c.after) << c.name.dotted();
   }
 }
 
