@@ -16,10 +16,26 @@
 #include "platform/message.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "platform/wire.h"
 
 namespace tarn {
+
+namespace detail {
+
+// The decoder's access to a flat_list: it fills one from elements it has
+// checked.
+struct FlatDecoder {
+  static void adopt(uint32_t count, const uint8_t* begin, const uint8_t* end,
+                    message::value* out) {
+    flat_list& list = out->emplace<flat_list>();
+    list.count_ = count;
+    list.data_.assign(begin, end);
+  }
+};
+
+}  // namespace detail
 
 namespace {
 
@@ -53,9 +69,13 @@ struct Encoder {
     for (uint64_t x : v) wire::put64(out, x);
   }
   template <class E>
-  void operator()(const std::vector<E>& v) {  // strings, flats, raws
+  void operator()(const std::vector<E>& v) {  // strings, raws
     wire::put32(out, static_cast<uint32_t>(v.size()));
     for (const E& e : v) (*this)(e);
+  }
+  void operator()(const flat_list& v) {
+    wire::put32(out, static_cast<uint32_t>(v.size()));
+    out.insert(out.end(), v.elements().begin(), v.elements().end());
   }
 };
 
@@ -270,14 +290,14 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
     }
     case kTagMessageArray: {
       if (!r.count(&n, 4) || depth >= kMaxDepth) return false;
-      std::vector<message::flat_message> v(out ? n : 0);
+      const uint8_t* first = r.p;
       for (uint32_t i = 0; i < n; ++i) {
         uint32_t len;
         if (!r.chunk(&data, &len)) return false;
         if (!checkFlat(data, data + len, depth + 1)) return false;
-        if (out) v[i].assign(data, data + len);
       }
-      if (out) *out = std::move(v);
+      // Checked whole, the elements are kept as they came: one copy.
+      if (out) detail::FlatDecoder::adopt(n, first, r.p, out);
       return true;
     }
     default:
@@ -327,8 +347,28 @@ bool message::parse(const uint8_t* data, size_t size, message* out) {
   return false;
 }
 
-message::message(const flat_message& flat) {
-  parse(flat.data(), flat.size(), this);
+message::message(flat_view flat) { parse(flat.data(), flat.size(), this); }
+
+void flat_list::push_back(const message& m) {
+  const size_t at = data_.size();
+  wire::put32(data_, 0);
+  m.appendFlat(data_);
+  wire::set32(data_, at, static_cast<uint32_t>(data_.size() - at - 4));
+  ++count_;
+}
+
+void flat_list::push_back(flat_view flat) {
+  const std::less<const uint8_t*> before;
+  if (!before(flat.data(), data_.data()) &&
+      before(flat.data(), data_.data() + data_.size())) {
+    // An element of this very list: the buffer may move as it grows.
+    const bytes copy(flat.data(), flat.data() + flat.size());
+    push_back(flat_view(copy));
+    return;
+  }
+  wire::put32(data_, static_cast<uint32_t>(flat.size()));
+  data_.insert(data_.end(), flat.data(), flat.data() + flat.size());
+  ++count_;
 }
 
 }  // namespace tarn

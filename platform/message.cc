@@ -154,15 +154,19 @@ struct Dumper {
   void operator()(const std::vector<bytes>& v) {
     list(os, v, [this](const bytes& b) { hex(os, b); });
   }
-  void operator()(const std::vector<message::flat_message>& v) {
-    list(os, v, [this](const message::flat_message& f) {
+  void operator()(const flat_list& v) {
+    os << '[';
+    for (auto it = v.begin(); it != v.end(); ++it) {
+      if (it != v.begin()) os << ',';
+      const flat_view f = *it;
       message m;
       if (message::parse(f.data(), f.size(), &m)) {
         os << m;
       } else {
         os << "<invalid>";
       }
-    });
+    }
+    os << ']';
   }
 };
 

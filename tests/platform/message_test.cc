@@ -52,7 +52,7 @@ std::vector<KindCase> kindCases() {
       {"u64[]", one([](message& m) { m.insert(u64_array_id(7), {9}); }), F(0x90000007).u32(1).u64(9).b},
       {"string[]", one([](message& m) { m.insert(string_array_id(8), {"x", ""}); }),
        F(0xA0000008).u32(2).u32(1).raw({'x'}).u32(0).b},
-      {"message[]", one([&](message& m) { m[message_array_id(9)].push_back(message::flat_message(inner)); }), nested.b},
+      {"message[]", one([&](message& m) { m[message_array_id(9)].push_back(inner); }), nested.b},
       {"raw[]", one([](message& m) { m.insert(raw_array_id(10), {{7}}); }), F(0xB000000A).u32(1).u32(1).raw({7}).b},
   };
 }
