@@ -13,10 +13,17 @@
 // no input can make it read past the end or allocate more than the input's
 // size; nested messages are checked, up to a fixed depth, before they are
 // accepted.
+//
+// The encoder counts a message's bytes first and then writes them in place.
+// A message array (flat_list) holds its elements already in this form: it
+// is written out, and once checked taken from the input, with one copy.
 #include "platform/message.h"
+
+#include <string.h>
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "platform/wire.h"
 
@@ -30,8 +37,13 @@ struct FlatDecoder {
   static void adopt(uint32_t count, const uint8_t* begin, const uint8_t* end,
                     message::value* out) {
     flat_list& list = out->emplace<flat_list>();
+    const size_t n = static_cast<size_t>(end - begin);
+    if (n) {
+      list.reallocate(n);
+      memcpy(list.data_, begin, n);
+    }
+    list.size_ = n;
     list.count_ = count;
-    list.data_.assign(begin, end);
   }
 };
 
@@ -42,42 +54,78 @@ namespace {
 // Nested message arrays deeper than this are refused (stack safety).
 const int kMaxDepth = 16;
 
-void putBytes(bytes& out, const uint8_t* p, size_t n) {
-  wire::put32(out, static_cast<uint32_t>(n));
-  out.insert(out.end(), p, p + n);
-}
-
-struct Encoder {
-  bytes& out;
-  void operator()(bool v) { out.push_back(v ? 1 : 0); }
-  void operator()(uint32_t v) { wire::put32(out, v); }
-  void operator()(uint64_t v) { wire::put64(out, v); }
-  void operator()(const std::string& v) {
-    putBytes(out, reinterpret_cast<const uint8_t*>(v.data()), v.size());
+// Where an Encoder writes: into memory set aside for exactly the bytes a
+// Sizer counted beforehand.
+struct ToMemory {
+  uint8_t* p;
+  void u8(uint8_t v) { *p++ = v; }
+  void u32(uint32_t v) {
+    wire::store32(p, v);
+    p += 4;
   }
-  void operator()(const bytes& v) { putBytes(out, v.data(), v.size()); }
+  void u64(uint64_t v) {
+    wire::store64(p, v);
+    p += 8;
+  }
+  void raw(const uint8_t* q, size_t n) {
+    if (n) memcpy(p, q, n);
+    p += n;
+  }
+};
+struct Sizer {
+  size_t n = 0;
+  void u8(uint8_t) { n += 1; }
+  void u32(uint32_t) { n += 4; }
+  void u64(uint64_t) { n += 8; }
+  void raw(const uint8_t*, size_t k) { n += k; }
+};
+
+template <class Out>
+struct Encoder {
+  Out& out;
+  void chunk(const uint8_t* p, size_t n) {
+    out.u32(static_cast<uint32_t>(n));
+    out.raw(p, n);
+  }
+  void operator()(bool v) { out.u8(v ? 1 : 0); }
+  void operator()(uint32_t v) { out.u32(v); }
+  void operator()(uint64_t v) { out.u64(v); }
+  void operator()(const std::string& v) {
+    chunk(reinterpret_cast<const uint8_t*>(v.data()), v.size());
+  }
+  void operator()(const bytes& v) { chunk(v.data(), v.size()); }
   void operator()(const std::vector<bool>& v) {
-    wire::put32(out, static_cast<uint32_t>(v.size()));
-    for (bool b : v) out.push_back(b ? 1 : 0);
+    out.u32(static_cast<uint32_t>(v.size()));
+    for (bool b : v) out.u8(b ? 1 : 0);
   }
   void operator()(const std::vector<uint32_t>& v) {
-    wire::put32(out, static_cast<uint32_t>(v.size()));
-    for (uint32_t x : v) wire::put32(out, x);
+    out.u32(static_cast<uint32_t>(v.size()));
+    for (uint32_t x : v) out.u32(x);
   }
   void operator()(const std::vector<uint64_t>& v) {
-    wire::put32(out, static_cast<uint32_t>(v.size()));
-    for (uint64_t x : v) wire::put64(out, x);
+    out.u32(static_cast<uint32_t>(v.size()));
+    for (uint64_t x : v) out.u64(x);
   }
   template <class E>
   void operator()(const std::vector<E>& v) {  // strings, raws
-    wire::put32(out, static_cast<uint32_t>(v.size()));
+    out.u32(static_cast<uint32_t>(v.size()));
     for (const E& e : v) (*this)(e);
   }
   void operator()(const flat_list& v) {
-    wire::put32(out, static_cast<uint32_t>(v.size()));
-    out.insert(out.end(), v.elements().begin(), v.elements().end());
+    out.u32(static_cast<uint32_t>(v.size()));
+    out.raw(v.elements().data(), v.elements().size());
   }
 };
+
+template <class Out>
+void encode(const std::vector<message::field>& fields, Out& out) {
+  out.u32(static_cast<uint32_t>(fields.size()));
+  Encoder<Out> enc{out};
+  for (const message::field& f : fields) {
+    out.u32(f.id);
+    std::visit(enc, f.v);
+  }
+}
 
 // Reads from [p, end); every take checks the remaining size first.
 struct Reader {
@@ -322,12 +370,14 @@ bool parseInto(Reader& r, message* out, int depth) {
 }  // namespace
 
 void message::appendFlat(bytes& out) const {
-  wire::put32(out, static_cast<uint32_t>(fields_.size()));
-  Encoder enc{out};
-  for (const field& f : fields_) {
-    wire::put32(out, f.id);
-    std::visit(enc, f.v);
-  }
+  // Counted first, then written in place: appending byte by byte to a
+  // vector is a call and a capacity check each.
+  Sizer sizer;
+  encode(fields_, sizer);
+  const size_t at = out.size();
+  out.resize(at + sizer.n);
+  ToMemory to{out.data() + at};
+  encode(fields_, to);
 }
 
 void message::flatten(bytes& out) const {
@@ -349,26 +399,91 @@ bool message::parse(const uint8_t* data, size_t size, message* out) {
 
 message::message(flat_view flat) { parse(flat.data(), flat.size(), this); }
 
+flat_list::flat_list(const flat_list& o) : count_(o.count_) {
+  if (o.size_) {
+    reallocate(o.size_);
+    memcpy(data_, o.data_, o.size_);
+  }
+  size_ = o.size_;
+}
+
+flat_list::flat_list(flat_list&& o) noexcept
+    : data_(o.data_), size_(o.size_), capacity_(o.capacity_),
+      count_(o.count_) {
+  o.data_ = nullptr;
+  o.size_ = o.capacity_ = 0;
+  o.count_ = 0;
+}
+
+flat_list& flat_list::operator=(const flat_list& o) {
+  if (this != &o) {
+    clear();
+    if (o.size_) memcpy(room(o.size_), o.data_, o.size_);
+    size_ = o.size_;
+    count_ = o.count_;
+  }
+  return *this;
+}
+
+flat_list& flat_list::operator=(flat_list&& o) noexcept {
+  std::swap(data_, o.data_);
+  std::swap(size_, o.size_);
+  std::swap(capacity_, o.capacity_);
+  std::swap(count_, o.count_);
+  return *this;
+}
+
+flat_list::~flat_list() { ::operator delete(data_); }
+
+void flat_list::reallocate(size_t capacity) {
+  uint8_t* p = static_cast<uint8_t*>(::operator new(capacity));
+  if (size_) memcpy(p, data_, size_);
+  ::operator delete(data_);
+  data_ = p;
+  capacity_ = capacity;
+}
+
+uint8_t* flat_list::room(size_t n) {
+  if (capacity_ - size_ < n) {
+    reallocate(std::max(size_ + n, 2 * capacity_));
+  }
+  return data_ + size_;
+}
+
+void flat_list::reserve_bytes(size_t n) {
+  if (n > capacity_) reallocate(n);
+}
+
 void flat_list::push_back(const message& m) {
-  const size_t at = data_.size();
-  wire::put32(data_, 0);
-  m.appendFlat(data_);
-  wire::set32(data_, at, static_cast<uint32_t>(data_.size() - at - 4));
+  Sizer sizer;
+  encode(m.fields(), sizer);
+  // Written past size_, which is counted only afterwards: m may hold this
+  // very list and read it while it is being written.
+  ToMemory to{room(4 + sizer.n)};
+  to.u32(static_cast<uint32_t>(sizer.n));
+  encode(m.fields(), to);
+  size_ += 4 + sizer.n;
   ++count_;
 }
 
 void flat_list::push_back(flat_view flat) {
+  const uint8_t* from = flat.data();
+  const size_t n = flat.size();
   const std::less<const uint8_t*> before;
-  if (!before(flat.data(), data_.data()) &&
-      before(flat.data(), data_.data() + data_.size())) {
-    // An element of this very list: the buffer may move as it grows.
-    const bytes copy(flat.data(), flat.data() + flat.size());
-    push_back(flat_view(copy));
-    return;
-  }
-  wire::put32(data_, static_cast<uint32_t>(flat.size()));
-  data_.insert(data_.end(), flat.data(), flat.data() + flat.size());
+  const bool inside = !before(from, data_) && before(from, data_ + size_);
+  const size_t offset = inside ? static_cast<size_t>(from - data_) : 0;
+  uint8_t* to = room(4 + n);
+  // An element of this very list moved with the buffer.
+  if (inside) from = data_ + offset;
+  wire::store32(to, static_cast<uint32_t>(n));
+  if (n) memcpy(to + 4, from, n);
+  size_ += 4 + n;
   ++count_;
+}
+
+bool flat_list::operator==(const flat_list& o) const {
+  return count_ == o.count_ && size_ == o.size_ &&
+         (size_ == 0 || memcmp(data_, o.data_, size_) == 0);
 }
 
 }  // namespace tarn

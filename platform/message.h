@@ -89,7 +89,9 @@ class flat_view {
 // after its count). push_back flattens a message straight into the buffer
 // or copies flat bytes as they are; iteration yields flat_views into the
 // buffer, valid until the list changes or dies. Elements are reached in
-// order only: finding the i-th walks the i before it.
+// order only: finding the i-th walks the i before it. The buffer is its
+// own rather than a std::vector, whose growth zero-fills and whose appends
+// are calls: a page of a thousand objects is built element by element.
 class flat_list {
  public:
   class const_iterator {
@@ -120,14 +122,17 @@ class flat_list {
     const uint8_t* p_;
   };
 
-  flat_list() : count_(0) {}
+  flat_list() {}
+  flat_list(const flat_list& o);
+  flat_list(flat_list&& o) noexcept;
+  flat_list& operator=(const flat_list& o);
+  flat_list& operator=(flat_list&& o) noexcept;
+  ~flat_list();
 
   size_t size() const { return count_; }
   bool empty() const { return count_ == 0; }
-  const_iterator begin() const { return const_iterator(data_.data()); }
-  const_iterator end() const {
-    return const_iterator(data_.data() + data_.size());
-  }
+  const_iterator begin() const { return const_iterator(data_); }
+  const_iterator end() const { return const_iterator(data_ + size_); }
   // The first element; the list must not be empty.
   flat_view front() const { return *begin(); }
 
@@ -137,25 +142,30 @@ class flat_list {
   // refuses the whole message if they are not a valid flat message.
   void push_back(flat_view flat);
   // Room for this many bytes of elements (each takes its flat size and 4).
-  void reserve_bytes(size_t n) { data_.reserve(n); }
+  void reserve_bytes(size_t n);
   void clear() {
+    size_ = 0;
     count_ = 0;
-    data_.clear();
   }
 
   // The elements as the bus carries them after the count.
-  const bytes& elements() const { return data_; }
+  flat_view elements() const { return flat_view(data_, size_); }
 
   // Equal when the elements are, byte for byte.
-  bool operator==(const flat_list& o) const {
-    return count_ == o.count_ && data_ == o.data_;
-  }
+  bool operator==(const flat_list& o) const;
   bool operator!=(const flat_list& o) const { return !(*this == o); }
 
  private:
   friend struct detail::FlatDecoder;
-  uint32_t count_;
-  bytes data_;
+  // Where n more bytes go, after making room for them; the caller writes
+  // them and then counts them in size_.
+  uint8_t* room(size_t n);
+  void reallocate(size_t capacity);
+
+  uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+  uint32_t count_ = 0;
 };
 
 class message {

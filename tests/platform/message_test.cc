@@ -69,6 +69,48 @@ TEST(Message, ExactBytesAndRoundTripPerKind) {
   }
 }
 
+// A message array built from messages, from flat bytes (also its own
+// elements, whose buffer moves as it grows) and from a message holding the
+// list itself reads back element by element and flattens as the bus wants.
+TEST(Message, MessageArrayBuildsAndReadsInItsWireForm) {
+  message a = one([](message& m) { m.insert(u32_id(1), 2); });
+  message b = one([](message& m) { m.insert(string_id(3), "ab"); });
+  bytes flatA, flatB;
+  a.flatten(flatA);
+  b.flatten(flatB);
+  message m;
+  flat_list& list = m[message_array_id(9)];
+  list.push_back(a);
+  list.push_back(flatB);
+  for (int i = 0; i < 20; ++i) list.push_back(list.front());
+  m[message_array_id(9)].push_back(m);
+
+  const flat_list& got = m.get(message_array_id(9));
+  ASSERT_EQ(23u, got.size());
+  std::vector<bytes> elements;
+  for (flat_view v : got) elements.emplace_back(v.data(), v.data() + v.size());
+  ASSERT_EQ(23u, elements.size());
+  EXPECT_EQ(flatA, elements[0]);
+  EXPECT_EQ(flatB, elements[1]);
+  EXPECT_EQ(flatA, elements[21]);
+  message nested(elements[22]);
+  EXPECT_EQ(22u, nested.size(message_array_id(9)));
+
+  B expected = F(0xA8000009).u32(23);
+  for (const bytes& e : elements) {
+    expected.u32(e.size()).b.insert(expected.b.end(), e.begin(), e.end());
+  }
+  bytes flat;
+  m.flatten(flat);
+  EXPECT_EQ(expected.b, flat);
+  message back;
+  ASSERT_TRUE(message::parse(flat.data(), flat.size(), &back));
+  EXPECT_TRUE(back.get(message_array_id(9)) == got);
+  flat_list copy = got;
+  copy.push_back(a);
+  EXPECT_TRUE(copy != got);
+}
+
 TEST(Message, EveryStrictPrefixIsRefused) {
   message m;
   for (const KindCase& c : kindCases()) {
