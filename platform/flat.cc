@@ -55,7 +55,54 @@ namespace {
 const int kMaxDepth = 16;
 
 // Where an Encoder writes: into memory set aside for exactly the bytes a
-// Sizer counted beforehand.
+// Sizer counted beforehand, or appended to a byte vector through a small
+// buffer. Appending to a vector byte by byte is a call each; making room
+// by a resize zeroes the bytes first, which costs little for a small
+// message and as much as the copy for a page of objects. Up to this size a
+// message is written in place after a resize.
+const size_t kSmallFlat = 1024;
+
+class ToBytes {
+ public:
+  explicit ToBytes(bytes& out) : out_(out) {}
+  void u8(uint8_t v) {
+    room(1);
+    buf_[n_++] = v;
+  }
+  void u32(uint32_t v) {
+    room(4);
+    wire::store32(buf_ + n_, v);
+    n_ += 4;
+  }
+  void u64(uint64_t v) {
+    room(8);
+    wire::store64(buf_ + n_, v);
+    n_ += 8;
+  }
+  void raw(const uint8_t* p, size_t n) {
+    if (n > sizeof buf_ / 4) {
+      flush();
+      out_.insert(out_.end(), p, p + n);
+      return;
+    }
+    room(n);
+    if (n) memcpy(buf_ + n_, p, n);
+    n_ += n;
+  }
+  // Appends what is buffered; the last call.
+  void flush() {
+    out_.insert(out_.end(), buf_, buf_ + n_);
+    n_ = 0;
+  }
+
+ private:
+  void room(size_t n) {
+    if (n_ + n > sizeof buf_) flush();
+  }
+  bytes& out_;
+  uint8_t buf_[256];
+  size_t n_ = 0;
+};
 struct ToMemory {
   uint8_t* p;
   void u8(uint8_t v) { *p++ = v; }
@@ -176,11 +223,14 @@ struct Reader {
 
 bool parseInto(Reader& r, message* out, int depth);
 
+const uint8_t* checkElements(const uint8_t* p, const uint8_t* end, uint64_t n,
+                             int depth);
+
 // Checks the flat message in [p, end) without building anything: the
 // nested messages of a message array are checked this way before they are
 // kept as bytes. A tight loop of its own, since a page of a get-all holds
 // hundreds of them. Refuses exactly what parseInto refuses.
-bool checkFlat(const uint8_t* p, const uint8_t* end, int depth) {
+inline bool checkFlat(const uint8_t* p, const uint8_t* end, int depth) {
   if (end - p < 4) return false;
   uint32_t count = wire::get32(p);
   p += 4;
@@ -234,19 +284,19 @@ bool checkFlat(const uint8_t* p, const uint8_t* end, int depth) {
         break;
       case kTagStringArray:
       case kTagRawArray:
-      case kTagMessageArray:
         if (n > rest / 4) return false;
-        if (tag == kTagMessageArray && depth >= kMaxDepth) return false;
         for (uint64_t k = 0; k < n; ++k) {
           if (end - p < 4) return false;
           const uint32_t len = wire::get32(p);
           p += 4;
           if (len > static_cast<size_t>(end - p)) return false;
-          if (tag == kTagMessageArray && !checkFlat(p, p + len, depth + 1)) {
-            return false;
-          }
           p += len;
         }
+        break;
+      case kTagMessageArray:
+        if (n > rest / 4 || depth >= kMaxDepth) return false;
+        p = checkElements(p, end, n, depth + 1);
+        if (!p) return false;
         break;
       default:
         return false;
@@ -255,6 +305,22 @@ bool checkFlat(const uint8_t* p, const uint8_t* end, int depth) {
   return p == end;
 }
 
+
+// Checks the n elements of a message array at p, each a u32 length and a
+// flat message of the given depth, against end. Returns where they end, or
+// null. One loop for a whole page, rather than a call per element.
+const uint8_t* checkElements(const uint8_t* p, const uint8_t* end, uint64_t n,
+                             int depth) {
+  for (uint64_t k = 0; k < n; ++k) {
+    if (end - p < 4) return nullptr;
+    const uint32_t len = wire::get32(p);
+    p += 4;
+    if (len > static_cast<size_t>(end - p)) return nullptr;
+    if (!checkFlat(p, p + len, depth)) return nullptr;
+    p += len;
+  }
+  return p;
+}
 
 // Decodes one value of the given tag; out may be null (check only).
 bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
@@ -339,13 +405,11 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
     case kTagMessageArray: {
       if (!r.count(&n, 4) || depth >= kMaxDepth) return false;
       const uint8_t* first = r.p;
-      for (uint32_t i = 0; i < n; ++i) {
-        uint32_t len;
-        if (!r.chunk(&data, &len)) return false;
-        if (!checkFlat(data, data + len, depth + 1)) return false;
-      }
+      const uint8_t* last = checkElements(first, r.end, n, depth + 1);
+      if (!last) return false;
+      r.p = last;
       // Checked whole, the elements are kept as they came: one copy.
-      if (out) detail::FlatDecoder::adopt(n, first, r.p, out);
+      if (out) detail::FlatDecoder::adopt(n, first, last, out);
       return true;
     }
     default:
@@ -370,14 +434,23 @@ bool parseInto(Reader& r, message* out, int depth) {
 }  // namespace
 
 void message::appendFlat(bytes& out) const {
-  // Counted first, then written in place: appending byte by byte to a
-  // vector is a call and a capacity check each.
+  // Counted first, so that the vector grows at most once (and still by
+  // doubling: a store appends every object to one vector).
   Sizer sizer;
   encode(fields_, sizer);
   const size_t at = out.size();
-  out.resize(at + sizer.n);
-  ToMemory to{out.data() + at};
-  encode(fields_, to);
+  if (out.capacity() - at < sizer.n) {
+    out.reserve(std::max(at + sizer.n, 2 * out.capacity()));
+  }
+  if (sizer.n <= kSmallFlat) {
+    out.resize(at + sizer.n);
+    ToMemory to{out.data() + at};
+    encode(fields_, to);
+  } else {
+    ToBytes to(out);
+    encode(fields_, to);
+    to.flush();
+  }
 }
 
 void message::flatten(bytes& out) const {
