@@ -209,19 +209,11 @@ struct Reader {
     p += *n;
     return true;
   }
-  // Steps over n bytes (already known to be there).
-  bool skip(size_t n) {
-    if (left() < n) return false;
-    p += n;
-    return true;
-  }
   // A u32 count whose elements take at least min_size bytes each.
   bool count(uint32_t* n, size_t min_size) {
     return u32(n) && *n <= left() / min_size;
   }
 };
-
-bool parseInto(Reader& r, message* out, int depth);
 
 const uint8_t* checkElements(const uint8_t* p, const uint8_t* end, uint64_t n,
                              int depth);
@@ -322,7 +314,7 @@ const uint8_t* checkElements(const uint8_t* p, const uint8_t* end, uint64_t n,
   return p;
 }
 
-// Decodes one value of the given tag; out may be null (check only).
+// Decodes one value of the given tag into *out, built in place.
 bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
   uint32_t n;
   const uint8_t* data;
@@ -330,76 +322,69 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
     case kTagBool: {
       bool b;
       if (!r.boolean(&b)) return false;
-      if (out) *out = b;
+      out->emplace<bool>(b);
       return true;
     }
     case kTagU32: {
       uint32_t v;
       if (!r.u32(&v)) return false;
-      if (out) *out = v;
+      out->emplace<uint32_t>(v);
       return true;
     }
     case kTagU64: {
       uint64_t v;
       if (!r.u64(&v)) return false;
-      if (out) *out = v;
+      out->emplace<uint64_t>(v);
       return true;
     }
     case kTagString:
       if (!r.chunk(&data, &n)) return false;
-      if (out) *out = std::string(reinterpret_cast<const char*>(data), n);
+      out->emplace<std::string>(reinterpret_cast<const char*>(data), n);
       return true;
     case kTagRaw:
       if (!r.chunk(&data, &n)) return false;
-      if (out) *out = bytes(data, data + n);
+      out->emplace<bytes>(data, data + n);
       return true;
     case kTagBoolArray: {
       if (!r.count(&n, 1)) return false;
-      std::vector<bool> v(out ? n : 0);
+      auto& v = out->emplace<std::vector<bool>>(n);
       for (uint32_t i = 0; i < n; ++i) {
         bool b;
         if (!r.boolean(&b)) return false;
-        if (out) v[i] = b;
+        v[i] = b;
       }
-      if (out) *out = std::move(v);
       return true;
     }
     case kTagU32Array: {
       if (!r.count(&n, 4)) return false;
-      if (!out) return r.skip(4 * static_cast<size_t>(n));
-      std::vector<uint32_t> v(n);
+      auto& v = out->emplace<std::vector<uint32_t>>(n);
       for (uint32_t i = 0; i < n; ++i) r.u32(&v[i]);
-      *out = std::move(v);
       return true;
     }
     case kTagU64Array: {
       if (!r.count(&n, 8)) return false;
-      if (!out) return r.skip(8 * static_cast<size_t>(n));
-      std::vector<uint64_t> v(n);
+      auto& v = out->emplace<std::vector<uint64_t>>(n);
       for (uint32_t i = 0; i < n; ++i) r.u64(&v[i]);
-      *out = std::move(v);
       return true;
     }
     case kTagStringArray: {
       if (!r.count(&n, 4)) return false;
-      std::vector<std::string> v(out ? n : 0);
+      auto& v = out->emplace<std::vector<std::string>>(n);
       for (uint32_t i = 0; i < n; ++i) {
         uint32_t len;
         if (!r.chunk(&data, &len)) return false;
-        if (out) v[i].assign(reinterpret_cast<const char*>(data), len);
+        v[i].assign(reinterpret_cast<const char*>(data), len);
       }
-      if (out) *out = std::move(v);
       return true;
     }
     case kTagRawArray: {
       if (!r.count(&n, 4)) return false;
-      std::vector<bytes> v(out ? n : 0);
+      auto& v = out->emplace<std::vector<bytes>>(n);
       for (uint32_t i = 0; i < n; ++i) {
         uint32_t len;
         if (!r.chunk(&data, &len)) return false;
-        if (out) v[i].assign(data, data + len);
+        v[i].assign(data, data + len);
       }
-      if (out) *out = std::move(v);
       return true;
     }
     case kTagMessageArray: {
@@ -409,7 +394,7 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
       if (!last) return false;
       r.p = last;
       // Checked whole, the elements are kept as they came: one copy.
-      if (out) detail::FlatDecoder::adopt(n, first, last, out);
+      detail::FlatDecoder::adopt(n, first, last, out);
       return true;
     }
     default:
@@ -417,16 +402,27 @@ bool parseValue(Reader& r, uint32_t tag, message::value* out, int depth) {
   }
 }
 
-bool parseInto(Reader& r, message* out, int depth) {
+// Decodes the fields into `fields` (empty). Each value is decoded straight
+// into a new last field; an id met before takes the value where it stands
+// instead, as insertTagged would place it.
+bool parseInto(Reader& r, std::vector<message::field>& fields, int depth) {
   uint32_t count;
   // The smallest field is an id and a bool: 5 bytes.
   if (!r.count(&count, 5)) return false;
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t id;
-    message::value v;  // fresh per field: the last one was moved away
     if (!r.u32(&id)) return false;
-    if (!parseValue(r, id & kTagMask, &v, depth)) return false;
-    out->insertTagged(id, std::move(v));
+    fields.emplace_back();
+    message::field& f = fields.back();
+    f.id = id;
+    if (!parseValue(r, id & kTagMask, &f.v, depth)) return false;
+    for (size_t k = 0; k + 1 < fields.size(); ++k) {
+      if (fields[k].id == id) {
+        fields[k].v = std::move(f.v);
+        fields.pop_back();
+        break;
+      }
+    }
   }
   return r.left() == 0;
 }
@@ -465,7 +461,7 @@ bool message::parse(const uint8_t* data, size_t size, message* out) {
   // the smallest field's size, as parseInto checks again.
   if (size >= 4) out->fields_.reserve(std::min<size_t>(wire::get32(data), size / 5));
   Reader r{data, data + size};
-  if (parseInto(r, out, 0)) return true;
+  if (parseInto(r, out->fields_, 0)) return true;
   out->clear();
   return false;
 }

@@ -51,7 +51,7 @@ bool message::insertTagged(uint32_t tagged, value v) {
       return true;
     }
   }
-  addField(tagged).v = std::move(v);
+  fields_.push_back(field{tagged, std::move(v)});
   return true;
 }
 

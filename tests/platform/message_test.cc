@@ -111,6 +111,19 @@ TEST(Message, MessageArrayBuildsAndReadsInItsWireForm) {
   EXPECT_TRUE(copy != got);
 }
 
+// A field id met twice in flat input keeps its first place and takes the
+// last value, as inserting it twice does.
+TEST(Message, RepeatedFieldTakesTheLastValueInItsFirstPlace) {
+  const bytes input = B().u32(3).u32(0x08000001).u32(7).u32(0x20000002).u32(1).raw({'x'})
+                          .u32(0x08000001).u32(9).b;
+  message m;
+  ASSERT_TRUE(message::parse(input.data(), input.size(), &m));
+  ASSERT_EQ(2u, m.fields().size());
+  EXPECT_EQ(0x08000001u, m.fields()[0].id);
+  EXPECT_EQ(9u, m.get(u32_id(1), 0));
+  EXPECT_EQ("x", m.get(string_id(2), std::string()));
+}
+
 TEST(Message, EveryStrictPrefixIsRefused) {
   message m;
   for (const KindCase& c : kindCases()) {
