@@ -535,7 +535,7 @@ void flat_list::push_back(const message& m) {
   ++count_;
 }
 
-void flat_list::push_back(flat_view flat) {
+void flat_list::appendGrowing(flat_view flat) {
   const uint8_t* from = flat.data();
   const size_t n = flat.size();
   const std::less<const uint8_t*> before;

@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <iterator>
 #include <string>
@@ -140,7 +141,18 @@ class flat_list {
   void push_back(const message& m);
   // Appends flat bytes as they are. They are not checked here: a receiver
   // refuses the whole message if they are not a valid flat message.
-  void push_back(flat_view flat);
+  void push_back(flat_view flat) {
+    const size_t n = flat.size();
+    if (capacity_ - size_ < 4 + n) {
+      appendGrowing(flat);
+      return;
+    }
+    uint8_t* to = data_ + size_;
+    wire::store32(to, static_cast<uint32_t>(n));
+    if (n) memcpy(to + 4, flat.data(), n);
+    size_ += 4 + n;
+    ++count_;
+  }
   // Room for this many bytes of elements (each takes its flat size and 4).
   void reserve_bytes(size_t n);
   void clear() {
@@ -161,6 +173,8 @@ class flat_list {
   // them and then counts them in size_.
   uint8_t* room(size_t n);
   void reallocate(size_t capacity);
+  // push_back when the buffer must grow first.
+  void appendGrowing(flat_view flat);
 
   uint8_t* data_ = nullptr;
   size_t size_ = 0;
