@@ -90,9 +90,11 @@ class Service : public Looper {
   }
   message page(uint32_t start, uint32_t count) const {
     message reply;
-    std::vector<flat_message>& out = reply[message_array_id(kFieldObjList)];
+    flat_list& out = reply[message_array_id(kFieldObjList)];
     size_t i = start - 1, end = std::min(list_.size(), i + count);
-    out.reserve(end - i);
+    size_t size = 0;
+    for (size_t k = i; k < end; ++k) size += 4 + list_[k].size();
+    out.reserve_bytes(size);
     for (; i < end; ++i) out.push_back(list_[i]);
     if (end < list_.size()) reply.insert(u32_id(kFieldStart), end + 1);
     return reply;
@@ -254,8 +256,8 @@ int main(int argc, char** argv) {
     req.insert_vector(u32_array_id(kFieldSrc), kClient, 0);
     req.insert(u32_id(kFieldSeq), 1);
     message reply;
-    std::vector<flat_message>& out = reply[message_array_id(kFieldObjList)];
-    for (uint32_t i = 1; i <= page; ++i) out.push_back(flat_message(route(i)));
+    flat_list& out = reply[message_array_id(kFieldObjList)];
+    for (uint32_t i = 1; i <= page; ++i) out.push_back(route(i));
     reply.insert(u32_id(kFieldStart), page + 1);
     reply.insert_vector(u32_array_id(kFieldDst), kClient, 0);
     reply.insert_vector(u32_array_id(kFieldSrc), kService, kHandler);

@@ -72,15 +72,19 @@ struct Value {
   void operator()(const std::vector<tarn::bytes>& v) {
     list(v, [this](const tarn::bytes& b) { os << '"' << hex(b) << '"'; });
   }
-  void operator()(const std::vector<message::flat_message>& v) {
-    list(v, [this](const message::flat_message& f) {
+  void operator()(const tarn::flat_list& v) {
+    os << '[';
+    for (auto it = v.begin(); it != v.end(); ++it) {
+      if (it != v.begin()) os << ',';
+      const tarn::flat_view f = *it;
       message m;
       if (message::parse(f.data(), f.size(), &m)) {
         writeJson(os, m);
       } else {
         os << "null";
       }
-    });
+    }
+    os << ']';
   }
 };
 

@@ -31,7 +31,7 @@ bool fetchCommunities(const Options& opts, std::vector<tarn::message>* communiti
     tarn::message request, reply;
     if (start != snmpf::NO_COMMUNITY) request.insert(tarn::u32_id(tarn::kFieldStart), start);
     if (!askAgent(opts, kCommunitiesHandler, tarn::kCmdGetAll, request, &reply)) return false;
-    for (const tarn::flat_message& flat :
+    for (tarn::flat_view flat :
          reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
       communities->push_back(tarn::message(flat));
     }
@@ -44,7 +44,7 @@ bool fetchGenerators(const Options& opts, std::vector<Named>* generators) {
   tarn::message request, reply;
   if (!askAgent(opts, kSettingsHandler, snmpf::CMD_GENERATORS, request, &reply)) return false;
   generators->clear();
-  for (const tarn::flat_message& flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
+  for (tarn::flat_view flat : reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
     const tarn::message g(flat);
     generators->push_back({g.get(tarn::u32_id(tarn::kFieldObjId), 0u),
                            g.get(tarn::string_id(tarn::kFieldName), std::string())});

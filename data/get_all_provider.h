@@ -66,7 +66,7 @@ void walkPages(tarn::message& request, Visit visit) {
   for (;;) {
     tarn::message reply = exchange(request);
     if (tarn::isError(reply)) return;
-    for (const tarn::flat_message& flat :
+    for (tarn::flat_view flat :
          reply.get(tarn::message_array_id(tarn::kFieldObjList))) {
       if (!visit(tarn::message(flat))) return;
     }

@@ -17,10 +17,9 @@ namespace {
 void checkNested(const tarn::message& m, int depth) {
   if (depth > 32) abort();  // the decoder limits nesting well below this
   for (const tarn::message::field& f : m.fields()) {
-    const auto* flats =
-        std::get_if<std::vector<tarn::message::flat_message>>(&f.v);
+    const auto* flats = std::get_if<tarn::flat_list>(&f.v);
     if (!flats) continue;
-    for (const tarn::message::flat_message& flat : *flats) {
+    for (tarn::flat_view flat : *flats) {
       tarn::message inner;
       if (!tarn::message::parse(flat.data(), flat.size(), &inner)) abort();
       checkNested(inner, depth + 1);

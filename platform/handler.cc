@@ -162,7 +162,8 @@ message Handler::changeSubscription(const message& msg, bool add) {
   s.code = msg.get(u32_id(kFieldWhat), 0);
   const auto& filters = msg.get(message_array_id(kFieldFilter));
   if (!filters.empty()) {
-    s.flatFilter = filters[0];
+    s.flatFilter.assign(filters.front().data(),
+                        filters.front().data() + filters.front().size());
     message::parse(s.flatFilter.data(), s.flatFilter.size(), &s.filter);
   } else {
     s.filter.flatten(s.flatFilter);
@@ -202,7 +203,7 @@ void Handler::notify(unsigned code, const message& event) {
 void Handler::notifyChange(unsigned id, const message& msg) {
   message event;
   event.insert(u32_id(kFieldObjId), id);
-  event[message_array_id(kFieldFilter)].push_back(message::flat_message(msg));
+  event[message_array_id(kFieldFilter)].push_back(msg);
   notify(kCmdChanged, event);
 }
 
@@ -216,7 +217,7 @@ message subscription(const std::vector<unsigned>& path, unsigned cmd,
                      unsigned what, const message& filter) {
   message m = command(std::vector<uint32_t>(path.begin(), path.end()), cmd);
   m.insert(u32_id(kFieldWhat), what);
-  m[message_array_id(kFieldFilter)].push_back(message::flat_message(filter));
+  m[message_array_id(kFieldFilter)].push_back(filter);
   return m;
 }
 }  // namespace

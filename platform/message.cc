@@ -50,7 +50,7 @@ bool message::insertTagged(uint32_t tagged, value v) {
       return true;
     }
   }
-  addField(tagged).v = std::move(v);
+  fields_.push_back(field{tagged, std::move(v)});
   return true;
 }
 
@@ -158,15 +158,19 @@ struct Dumper {
   void operator()(const std::vector<bytes>& v) {
     list(out, v, [this](const bytes& b) { hex(out, b); });
   }
-  void operator()(const std::vector<message::flat_message>& v) {
-    list(out, v, [this](const message::flat_message& f) {
+  void operator()(const flat_list& v) {
+    *out += '[';
+    for (auto it = v.begin(); it != v.end(); ++it) {
+      if (it != v.begin()) *out += ',';
+      const flat_view f = *it;
       message m;
       if (message::parse(f.data(), f.size(), &m)) {
         appendText(out, m);
       } else {
         *out += "<invalid>";
       }
-    });
+    }
+    *out += ']';
   }
 };
 

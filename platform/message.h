@@ -11,15 +11,24 @@
 // flat_message is the byte form of a message (see flat.cc for the layout).
 // message::parse decodes it and refuses, with a false result and without
 // touching memory outside the input, every malformed or truncated input.
+//
+// A message array is a flat_list: its elements' flat bytes in one buffer,
+// laid out as on the bus, read as flat_views (pointer and length) that
+// convert to a message where one is wanted. A page of a thousand objects is
+// one heap block, appended to a frame and taken from one with one copy.
 #ifndef PLATFORM_MESSAGE_H
 #define PLATFORM_MESSAGE_H
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
+#include <iterator>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include "platform/wire.h"
 
 namespace tarn {
 
@@ -53,14 +62,129 @@ struct field_id {
 };
 
 class message;
+class flat_list;
 
 namespace detail {
 template <class T> struct same { typedef T type; };
+struct FlatDecoder;
 }  // namespace detail
+
+// The flat bytes of one message, not owned: an element of a flat_list, or
+// any flat_message or bytes it was made from, which must outlive it.
+class flat_view {
+ public:
+  flat_view() : data_(nullptr), size_(0) {}
+  flat_view(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+  flat_view(const bytes& b)  // NOLINT(runtime/explicit)
+      : data_(b.data()), size_(b.size()) {}
+  const uint8_t* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  const uint8_t* data_;
+  size_t size_;
+};
+
+// The value of a message array: the flat messages of its elements in one
+// buffer, each as a u32 length and its bytes (the bus's form of the array
+// after its count). push_back flattens a message straight into the buffer
+// or copies flat bytes as they are; iteration yields flat_views into the
+// buffer, valid until the list changes or dies. Elements are reached in
+// order only: finding the i-th walks the i before it. The buffer is its
+// own rather than a std::vector, whose growth zero-fills and whose appends
+// are calls: a page of a thousand objects is built element by element.
+class flat_list {
+ public:
+  class const_iterator {
+   public:
+    typedef std::forward_iterator_tag iterator_category;
+    typedef flat_view value_type;
+    typedef std::ptrdiff_t difference_type;
+    typedef const flat_view* pointer;
+    typedef flat_view reference;
+
+    const_iterator() : p_(nullptr) {}
+    explicit const_iterator(const uint8_t* p) : p_(p) {}
+    flat_view operator*() const { return flat_view(p_ + 4, length()); }
+    const_iterator& operator++() {
+      p_ += 4 + length();
+      return *this;
+    }
+    const_iterator operator++(int) {
+      const_iterator old = *this;
+      ++*this;
+      return old;
+    }
+    bool operator==(const const_iterator& o) const { return p_ == o.p_; }
+    bool operator!=(const const_iterator& o) const { return p_ != o.p_; }
+
+   private:
+    size_t length() const { return wire::get32(p_); }
+    const uint8_t* p_;
+  };
+
+  flat_list() {}
+  flat_list(const flat_list& o);
+  flat_list(flat_list&& o) noexcept;
+  flat_list& operator=(const flat_list& o);
+  flat_list& operator=(flat_list&& o) noexcept;
+  ~flat_list();
+
+  size_t size() const { return count_; }
+  bool empty() const { return count_ == 0; }
+  const_iterator begin() const { return const_iterator(data_); }
+  const_iterator end() const { return const_iterator(data_ + size_); }
+  // The first element; the list must not be empty.
+  flat_view front() const { return *begin(); }
+
+  // Appends m's flat form.
+  void push_back(const message& m);
+  // Appends flat bytes as they are. They are not checked here: a receiver
+  // refuses the whole message if they are not a valid flat message.
+  void push_back(flat_view flat) {
+    const size_t n = flat.size();
+    if (capacity_ - size_ < 4 + n) {
+      appendGrowing(flat);
+      return;
+    }
+    uint8_t* to = data_ + size_;
+    wire::store32(to, static_cast<uint32_t>(n));
+    if (n) memcpy(to + 4, flat.data(), n);
+    size_ += 4 + n;
+    ++count_;
+  }
+  // Room for this many bytes of elements (each takes its flat size and 4).
+  void reserve_bytes(size_t n);
+  void clear() {
+    size_ = 0;
+    count_ = 0;
+  }
+
+  // The elements as the bus carries them after the count.
+  flat_view elements() const { return flat_view(data_, size_); }
+
+  // Equal when the elements are, byte for byte.
+  bool operator==(const flat_list& o) const;
+  bool operator!=(const flat_list& o) const { return !(*this == o); }
+
+ private:
+  friend struct detail::FlatDecoder;
+  // Where n more bytes go, after making room for them; the caller writes
+  // them and then counts them in size_.
+  uint8_t* room(size_t n);
+  void reallocate(size_t capacity);
+  // push_back when the buffer must grow first.
+  void appendGrowing(flat_view flat);
+
+  uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+  uint32_t count_ = 0;
+};
 
 class message {
  public:
-  // The serialised form of a message; also the element of message arrays.
+  // The serialised form of a message, owned.
   class flat_message : public bytes {
    public:
     flat_message() {}
@@ -70,7 +194,7 @@ class message {
   typedef std::variant<bool, uint32_t, uint64_t, std::string, bytes,
                        std::vector<bool>, std::vector<uint32_t>,
                        std::vector<uint64_t>, std::vector<std::string>,
-                       std::vector<flat_message>, std::vector<bytes>>
+                       flat_list, std::vector<bytes>>
       value;
   struct field {
     uint32_t id;
@@ -80,8 +204,9 @@ class message {
   message() {}
   // Decodes a flat message; an invalid one gives an empty message (use
   // parse() where failure must be seen). Implicit, so an element of a
-  // message array reads as a message where one is wanted.
-  message(const flat_message& flat);  // NOLINT(runtime/explicit)
+  // message array reads as a message where one is wanted; a flat_message
+  // or bytes convert too (as a flat_view).
+  message(flat_view flat);  // NOLINT(runtime/explicit)
 
   // Decodes size bytes at data into *out (replacing its content). Returns
   // false, leaving *out empty, on truncation, counts or lengths running past
@@ -197,8 +322,7 @@ typedef field_id<kTagU32Array, std::vector<uint32_t>, 1> be32_array_id;
 typedef field_id<kTagU64Array, std::vector<uint64_t>, 0> u64_array_id;
 typedef field_id<kTagStringArray, std::vector<std::string>, 0>
     string_array_id;
-typedef field_id<kTagMessageArray, std::vector<flat_message>, 0>
-    message_array_id;
+typedef field_id<kTagMessageArray, flat_list, 0> message_array_id;
 typedef field_id<kTagRawArray, std::vector<bytes>, 0> raw_array_id;
 
 // The variant alternative that holds values of a tag, or -1 for an unknown

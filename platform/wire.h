@@ -49,6 +49,24 @@ inline uint64_t get64(const uint8_t* p) {
   return kBigEndian ? a << 32 | b : b << 32 | a;
 }
 
+// Write at p, which has room for the 4 or 8 bytes.
+inline void store32(uint8_t* p, uint32_t v) {
+  if (kBigEndian) v = __builtin_bswap32(v);
+  p[0] = static_cast<uint8_t>(v);
+  p[1] = static_cast<uint8_t>(v >> 8);
+  p[2] = static_cast<uint8_t>(v >> 16);
+  p[3] = static_cast<uint8_t>(v >> 24);
+}
+inline void store64(uint8_t* p, uint64_t v) {
+  if (kBigEndian) {
+    store32(p, static_cast<uint32_t>(v >> 32));
+    store32(p + 4, static_cast<uint32_t>(v));
+  } else {
+    store32(p, static_cast<uint32_t>(v));
+    store32(p + 4, static_cast<uint32_t>(v >> 32));
+  }
+}
+
 // Overwrites 4 bytes at out[pos] (a length patched in after the fact).
 inline void set32(std::vector<uint8_t>& out, size_t pos, uint32_t v) {
   for (int i = 0; i < 4; ++i) {

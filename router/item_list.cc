@@ -88,18 +88,21 @@ tarn::message pageOf(const ItemList& list, uint32_t start, uint32_t count,
   if (count == 0 || count == 0xFFFFFFFFu) count = kDefaultPage;
   if (count > kMaxPage) count = kMaxPage;
   tarn::message reply;
-  std::vector<tarn::flat_message>& page =
-      reply[tarn::message_array_id(tarn::kFieldObjList)];
+  tarn::flat_list& page = reply[tarn::message_array_id(tarn::kFieldObjList)];
   size_t i = list.lowerBound(start);
   size_t end = std::min(list.size(), i + count);
-  page.reserve(end - i);
+  if (!trim) {
+    // The page's buffer in one allocation: each object and its length.
+    size_t size = 0;
+    for (size_t k = i; k < end; ++k) size += 4 + list.at(k).size;
+    page.reserve_bytes(size);
+  }
   for (; i < end; ++i) {
     if (trim) {
-      page.push_back(tarn::flat_message(trim(decode(list.at(i)))));
+      page.push_back(trim(decode(list.at(i))));
     } else {
       const Item& item = list.at(i);
-      page.emplace_back();
-      page.back().assign(item.data, item.data + item.size);
+      page.push_back(tarn::flat_view(item.data, item.size));
     }
   }
   if (end < list.size()) {

@@ -219,9 +219,9 @@ tarn::message CommunityKeep::cmdGetAll(const tarn::message&, unsigned start,
   }
   const unsigned page = (count >= 1 && count <= kPageMax) ? count : kPageMax;
   tarn::message reply;
-  std::vector<tarn::flat_message>& list = reply[kList];
+  tarn::flat_list& list = reply[kList];
   for (; it != items_.end() && list.size() < page; ++it)
-    list.push_back(tarn::flat_message((*it)->getCfg()));
+    list.push_back((*it)->getCfg());
   if (it != items_.end()) reply.insert(kNext, (*it)->id);
   return reply;
 }

@@ -39,11 +39,11 @@ std::string withError(const char* text) {
 }
 
 // The generator list entry {0xfe0001 = id, 0xfe0010 = name}.
-tarn::message::flat_message generator(unsigned id, const std::string& name) {
+tarn::message generator(unsigned id, const std::string& name) {
   tarn::message m;
   m.insert(tarn::u32_id(tarn::kFieldObjId), id);
   m.insert(tarn::string_id(tarn::kFieldName), name);
-  return tarn::message::flat_message(m);
+  return m;
 }
 
 // The SNMPv3 header of a trap sent as `user`, with our engine as the
@@ -192,8 +192,7 @@ void SnmpLooper::send_trap(const tarn::message& msg) {
 tarn::message SnmpLooper::cmdUnknown(const tarn::message& msg, unsigned cmd) {
   tarn::message reply;
   if (cmd == snmpf::CMD_GENERATORS) {
-    std::vector<tarn::message::flat_message>& list =
-        reply[tarn::message_array_id(tarn::kFieldObjList)];
+    tarn::flat_list& list = reply[tarn::message_array_id(tarn::kFieldObjList)];
     list.push_back(generator(snmpf::START_TRAP_GENERATOR, "start-trap"));
     for (unsigned i = 0; i < scribers.size(); ++i) {
       list.push_back(generator(i, scribers[i].name));

@@ -25,7 +25,7 @@ class FakeService : public tarn::Handler {
   static tarn::message page(const std::vector<tarn::message>& objects, unsigned next = 0) {
     tarn::message reply;
     auto& list = reply[tarn::message_array_id(tarn::kFieldObjList)];
-    for (const tarn::message& o : objects) list.emplace_back(o);
+    for (const tarn::message& o : objects) list.push_back(o);
     if (next) reply.insert(tarn::u32_id(tarn::kFieldStart), next);
     return reply;
   }

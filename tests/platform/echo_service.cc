@@ -28,7 +28,7 @@ class Echo : public Looper {
       message obj;
       obj.insert(u32_id(kFieldObjId), id);
       obj.insert(string_id(kFieldName), "obj" + std::to_string(id));
-      reply[message_array_id(kFieldObjList)].push_back(flat_message(obj));
+      reply[message_array_id(kFieldObjList)].push_back(obj);
     }
     if (id < 3) reply.insert(u32_id(kFieldStart), id);
     return reply;

@@ -47,7 +47,7 @@ TEST(Looper, LocalSubscriptionAndNotifyChange) {
   EXPECT_EQ(7u, n.get(u32_id(kFieldObjId), 0));
   EXPECT_EQ((std::vector<uint32_t>{kSvc, 1}), n.get(u32_array_id(kFieldSrc)));
   ASSERT_EQ(1u, n.size(message_array_id(kFieldFilter)));
-  EXPECT_EQ("public", message(n.get(message_array_id(kFieldFilter))[0]).get(string_id(5), ""));
+  EXPECT_EQ("public", message(n.get(message_array_id(kFieldFilter)).front()).get(string_id(5), ""));
 }
 
 // A command with a policy is refused to another user; others stay open.

@@ -52,7 +52,7 @@ std::vector<KindCase> kindCases() {
       {"u64[]", one([](message& m) { m.insert(u64_array_id(7), {9}); }), F(0x90000007).u32(1).u64(9).b},
       {"string[]", one([](message& m) { m.insert(string_array_id(8), {"x", ""}); }),
        F(0xA0000008).u32(2).u32(1).raw({'x'}).u32(0).b},
-      {"message[]", one([&](message& m) { m[message_array_id(9)].push_back(message::flat_message(inner)); }), nested.b},
+      {"message[]", one([&](message& m) { m[message_array_id(9)].push_back(inner); }), nested.b},
       {"raw[]", one([](message& m) { m.insert(raw_array_id(10), {{7}}); }), F(0xB000000A).u32(1).u32(1).raw({7}).b},
   };
 }
@@ -67,6 +67,61 @@ TEST(Message, ExactBytesAndRoundTripPerKind) {
     back.flatten(again);
     EXPECT_EQ(flat, again) << c.name;
   }
+}
+
+// A message array built from messages, from flat bytes (also its own
+// elements, whose buffer moves as it grows) and from a message holding the
+// list itself reads back element by element and flattens as the bus wants.
+TEST(Message, MessageArrayBuildsAndReadsInItsWireForm) {
+  message a = one([](message& m) { m.insert(u32_id(1), 2); });
+  message b = one([](message& m) { m.insert(string_id(3), "ab"); });
+  bytes flatA, flatB;
+  a.flatten(flatA);
+  b.flatten(flatB);
+  message m;
+  flat_list& list = m[message_array_id(9)];
+  list.push_back(a);
+  list.push_back(flatB);
+  for (int i = 0; i < 20; ++i) list.push_back(list.front());
+  m[message_array_id(9)].push_back(m);
+
+  const flat_list& got = m.get(message_array_id(9));
+  ASSERT_EQ(23u, got.size());
+  std::vector<bytes> elements;
+  for (flat_view v : got) elements.emplace_back(v.data(), v.data() + v.size());
+  ASSERT_EQ(23u, elements.size());
+  EXPECT_EQ(flatA, elements[0]);
+  EXPECT_EQ(flatB, elements[1]);
+  EXPECT_EQ(flatA, elements[21]);
+  message nested(elements[22]);
+  EXPECT_EQ(22u, nested.size(message_array_id(9)));
+
+  B expected = F(0xA8000009).u32(23);
+  for (const bytes& e : elements) {
+    expected.u32(e.size()).b.insert(expected.b.end(), e.begin(), e.end());
+  }
+  bytes flat;
+  m.flatten(flat);
+  EXPECT_EQ(expected.b, flat);
+  message back;
+  ASSERT_TRUE(message::parse(flat.data(), flat.size(), &back));
+  EXPECT_TRUE(back.get(message_array_id(9)) == got);
+  flat_list copy = got;
+  copy.push_back(a);
+  EXPECT_TRUE(copy != got);
+}
+
+// A field id met twice in flat input keeps its first place and takes the
+// last value, as inserting it twice does.
+TEST(Message, RepeatedFieldTakesTheLastValueInItsFirstPlace) {
+  const bytes input = B().u32(3).u32(0x08000001).u32(7).u32(0x20000002).u32(1).raw({'x'})
+                          .u32(0x08000001).u32(9).b;
+  message m;
+  ASSERT_TRUE(message::parse(input.data(), input.size(), &m));
+  ASSERT_EQ(2u, m.fields().size());
+  EXPECT_EQ(0x08000001u, m.fields()[0].id);
+  EXPECT_EQ(9u, m.get(u32_id(1), 0));
+  EXPECT_EQ("x", m.get(string_id(2), std::string()));
 }
 
 TEST(Message, EveryStrictPrefixIsRefused) {
