@@ -100,7 +100,7 @@ class ToBytes {
     if (n_ + n > sizeof buf_) flush();
   }
   bytes& out_;
-  uint8_t buf_[256];
+  uint8_t buf_[256] = {};
   size_t n_ = 0;
 };
 struct ToMemory {
